@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds premoov under AddressSanitizer and UndefinedBehaviorSanitizer and runs every test: unit
+# tests, the real readers (ffprobe, MediaInfo, mp4box.js) on the files we write, and the
+# end-to-end recording test.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+if [ -f tests/readers/package.json ]; then
+  (cd tests/readers && npm ci --no-audit --no-fund --loglevel=error)
+fi
+cmake --preset sanitize >/dev/null
+cmake --build --preset sanitize
+ctest --preset sanitize

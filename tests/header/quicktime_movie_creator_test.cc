@@ -1,0 +1,334 @@
+#include "header/quicktime_movie_creator.h"
+
+#include <gtest/gtest.h>
+
+#include "base/byte_reader.h"
+#include "base/log.h"
+#include "movie/fault_injecting_toolbox.h"
+#include "support/recording_client.h"
+
+namespace premoov {
+namespace {
+
+using testing::RecordingClient;
+
+constexpr uint32_t kRoom = 4'194'304;
+
+Value settingsWith(int audioTracks, bool captions, bool longGOP = false) {
+  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 30000), audioTracks, captions);
+  s.setObject("maxVideoFrameSize", Value::integer(1'000'000));
+  s.setObject("isLongGOP", Value::boolean(longGOP));
+  return s;
+}
+
+struct Run {
+  RecordingClient client;
+  std::vector<std::string> log;
+};
+
+std::unique_ptr<Run> request(Toolbox& toolbox, const Value& settings,
+                             CMTime duration = CMTimeMake(75 * 1001, 30000), bool newFile = true) {
+  auto run = std::make_unique<Run>();
+  LogCapture log;
+  ZPRQuickTimeMovieCreator creator(toolbox);
+  creator.setXPCConnection(&run->client);
+  creator.writeQuickTimeHeaderAtPath("/tmp/creator.mov", newFile, 4096, Value(), duration,
+                                     settings);
+  run->log = log.lines();
+  return run;
+}
+
+std::string onlyFailure(const Run& run) {
+  EXPECT_TRUE(run.client.headers.empty());
+  if (run.client.failures.size() != 1) return "<" + std::to_string(run.client.failures.size()) + " failures>";
+  return run.client.failures[0].error;
+}
+
+TEST(MovieCreatorTest, EmptySettingsFailWithoutAFrameSize) {
+  const auto run = request(defaultToolbox(), Value::dictionary());
+  EXPECT_EQ(onlyFailure(*run), "Could not get max frame size");
+  EXPECT_TRUE(run->client.failures[0].growing);
+}
+
+TEST(MovieCreatorTest, FailureCarriesTheGrowingFlagOfTheRequest) {
+  const auto run = request(defaultToolbox(), Value::dictionary(), CMTimeMake(1, 1), false);
+  ASSERT_EQ(run->client.failures.size(), 1u);
+  EXPECT_FALSE(run->client.failures[0].growing);
+}
+
+TEST(MovieCreatorTest, HeaderIsExactlyTheRoomAndClosedByFreeAndMdat) {
+  const auto run = request(defaultToolbox(), settingsWith(2, true));
+  ASSERT_EQ(run->client.headers.size(), 1u) << onlyFailure(*run);
+  const auto& reply = run->client.headers[0];
+  EXPECT_TRUE(reply.growing);
+  EXPECT_EQ(reply.frameSize, 1'000'000);
+  ASSERT_EQ(reply.bytes.size(), kRoom);
+
+  ByteReader r(reply.bytes);
+  const uint32_t moovSize = *r.u32();
+  EXPECT_EQ(r.fourCC(), FourCC("moov"));
+  ByteReader f(std::span(reply.bytes).subspan(moovSize));
+  EXPECT_EQ(f.u32(), kRoom - 16 - moovSize);
+  EXPECT_EQ(f.fourCC(), FourCC("free"));
+  for (size_t i = moovSize + 8; i < kRoom - 16; ++i) ASSERT_EQ(reply.bytes[i], 0) << i;
+
+  ByteReader m(std::span(reply.bytes).subspan(kRoom - 16));
+  const uint32_t mdatSize = *m.u32();
+  EXPECT_EQ(m.fourCC(), FourCC("mdat"));
+  EXPECT_EQ(m.u32(), 8u);
+  EXPECT_EQ(m.fourCC(), FourCC("wide"));
+  EXPECT_EQ(reply.fileSize - kRoom, mdatSize);
+}
+
+TEST(MovieCreatorTest, OneHourOfProResHasA64BitMediaDataHeader) {
+  const auto run = request(defaultToolbox(), settingsWith(8, true), CMTimeMake(107892 * 1001, 30000));
+  ASSERT_EQ(run->client.headers.size(), 1u) << onlyFailure(*run);
+  const auto& reply = run->client.headers[0];
+  ByteReader m(std::span(reply.bytes).subspan(kRoom - 16));
+  EXPECT_EQ(m.u32(), 1u);
+  EXPECT_EQ(m.fourCC(), FourCC("mdat"));
+  const uint64_t mdatSize = *m.u64();
+  EXPECT_GT(mdatSize, uint64_t{1} << 32);
+  EXPECT_EQ(static_cast<uint64_t>(reply.fileSize) - kRoom, mdatSize);
+}
+
+TEST(MovieCreatorTest, ACancelledCreatorSendsNothing) {
+  RecordingClient client;
+  ZPRQuickTimeMovieCreator creator;
+  creator.setXPCConnection(&client);
+  creator.cancel();
+  creator.writeQuickTimeHeaderAtPath("/tmp/x.mov", true, 4096, Value(), CMTimeMake(30030, 30000),
+                                     settingsWith(1, true));
+  creator.writeQuickTimeHeaderAtPath("/tmp/x.mov", true, 4096, Value(), CMTimeMake(30030, 30000),
+                                     Value::dictionary());
+  EXPECT_EQ(client.replies(), 0u);
+}
+
+TEST(MovieCreatorTest, NoConnectionLogsInsteadOfCrashing) {
+  LogCapture log;
+  ZPRQuickTimeMovieCreator creator;
+  creator.writeQuickTimeHeaderAtPath("/tmp/x.mov", true, 4096, Value(), CMTimeMake(30030, 30000),
+                                     Value::dictionary());
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_NE(log.lines()[0].find("Could not get max frame size"), std::string::npos);
+}
+
+// A toolbox whose serialised movie is exactly `movieSize` bytes.
+class SizedMovieToolbox : public Toolbox {
+ public:
+  explicit SizedMovieToolbox(size_t size) : size_(size) {}
+  OSErr PutMovieForDataRefIntoHandle(const Movie&, const DataReference&, OSType,
+                                     Handle& handle) override {
+    handle.assign(size_, 0xAB);
+    return noErr;
+  }
+
+ private:
+  size_t size_;
+};
+
+TEST(MovieCreatorTest, MovieThatFillsTheRoomExactlyIsAccepted) {
+  SizedMovieToolbox toolbox(kRoom - 16);
+  const auto run = request(toolbox, settingsWith(0, false));
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  ByteReader m(std::span(run->client.headers[0].bytes).subspan(kRoom - 16));
+  m.u32();
+  EXPECT_EQ(m.fourCC(), FourCC("mdat"));  // over the free atom of size 0
+}
+
+TEST(MovieCreatorTest, MovieOneByteTooLongFails) {
+  SizedMovieToolbox toolbox(kRoom - 15);
+  EXPECT_EQ(onlyFailure(*request(toolbox, settingsWith(0, false))),
+            "Movie is too long, please record a shorter duration(4194289)");
+}
+
+TEST(MovieCreatorTest, GlobalTimecodeLeavesFourBytesLessForTheMovie) {
+  SizedMovieToolbox toolbox(kRoom - 19);
+  Value s = settingsWith(0, false);
+  s.setObject("globalTimecode", Value::boolean(true));
+  EXPECT_EQ(onlyFailure(*request(toolbox, s)),
+            "Movie is too long, please record a shorter duration(4194285)");
+}
+
+TEST(MovieCreatorTest, AVeryLongRecordingIsTooLongWithoutLayingOutEverySample) {
+  Value s = settingsWith(16, true);
+  s.setObject("maxVideoFrameSize", Value::integer(2'000'000));  // one frame a chunk
+  // 2^32 - 1 frames: the layout stops once the header cannot fit.
+  const auto run = request(defaultToolbox(), s, CMTimeMake(int64_t{0xFFFFFFFF} * 1001, 30000));
+  EXPECT_TRUE(onlyFailure(*run).starts_with("Movie is too long, please record a shorter duration("));
+}
+
+TEST(MovieCreatorTest, MoreThanSixteenAudioTracksAreCappedAndLogged) {
+  Value s = settingsWith(17, false);
+  const auto run = request(defaultToolbox(), s, CMTimeMake(30 * 1001, 30000));
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  bool logged = false;
+  for (const auto& line : run->log) logged |= line.find("only 16") != std::string::npos;
+  EXPECT_TRUE(logged);
+}
+
+TEST(MovieCreatorTest, FewerStreamDescriptionsThanTracksMakeOnlyThoseTracks) {
+  Value s = settingsWith(2, false);
+  s.setObject("numberOfAudioTracks", Value::integer(5));
+  const auto run = request(defaultToolbox(), s, CMTimeMake(30 * 1001, 30000));
+  EXPECT_EQ(run->client.headers.size(), 1u);
+}
+
+struct FailureCase {
+  const char* call;
+  std::optional<FourCC> mediaType;
+  int occurrence;
+  bool longGOP;
+  bool globalTimecode;
+  const char* message;
+};
+
+class MovieCreatorFailureTest : public ::testing::TestWithParam<FailureCase> {};
+
+TEST_P(MovieCreatorFailureTest, ReportsTheFailingCallOnce) {
+  const FailureCase& c = GetParam();
+  FaultInjectingToolbox toolbox;
+  toolbox.failCall(c.call, -108, c.mediaType, c.occurrence);
+  Value s = settingsWith(2, true, c.longGOP);
+  s.setObject("globalTimecode", Value::boolean(c.globalTimecode));
+  // 40 frames: one full group and a tail.
+  const auto run = request(toolbox, s, CMTimeMake(40 * 1001, 30000));
+  EXPECT_EQ(onlyFailure(*run), c.message);
+}
+
+constexpr FourCC kVide("vide"), kSoun("soun"), kTmcd("tmcd"), kClcp("clcp");
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryMessage, MovieCreatorFailureTest,
+    ::testing::Values(
+        FailureCase{"QTNewDataReferenceFromFullPathCFString", {}, 1, false, false,
+                    "QTNewDataReferenceFromFullPathCFString failed (-108) - /tmp/creator.mov"},
+        FailureCase{"SetMediaDataRefAttributes", kVide, 1, false, false,
+                    "SetMediaDataRefAttributes (Video) failed (-108)"},
+        FailureCase{"SetMediaDataRefAttributes", kSoun, 1, false, false,
+                    "SetMediaDataRefAttributes (Audio) failed (-108)"},
+        FailureCase{"SetMediaDataRefAttributes", kClcp, 1, false, false,
+                    "SetMediaDataRefAttributes (ClosedCaption) failed (-108)"},
+        FailureCase{"SetMediaDataRefAttributes", kTmcd, 1, false, false,
+                    "SetMediaDataRefAttributes (TimeCode) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kTmcd, 1, false, true,
+                    "AddMediaSampleReferences64 (TimeCode) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kTmcd, 1, false, false,
+                    "AddMediaSampleReferences64 (TimeCode) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kTmcd, 2, false, false,
+                    "AddMediaSampleReferences64 (TimeCode) failed (-108)"},
+        FailureCase{"QTSampleTableCreateMutable", {}, 1, false, false,
+                    "QTSampleTableCreateMutable (Video) failed (-108)"},
+        FailureCase{"QTSampleTableAddSampleDescription", {}, 1, false, false,
+                    "QTSampleTableAddSampleDescription (Video) failed (-108)"},
+        FailureCase{"QTSampleTableAddSampleReferences", {}, 7, true, false,
+                    "QTSampleTableAddSampleReferences (Video) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kVide, 1, false, false,
+                    "AddMediaSampleReferences64 (video) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kVide, 7, false, false,
+                    "AddMediaSampleReferences64 (video) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kSoun, 2, false, false,
+                    "AddMediaSampleReferences64 (Audio) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kClcp, 1, false, false,
+                    "AddMediaSampleReferences64 (ClosedCaption) failed (-108)"},
+        FailureCase{"AddMediaSampleReferences64", kClcp, 2, false, false,
+                    "AddMediaSampleReferences64 (ClosedCaption) failed (-108)"},
+        FailureCase{"AddSampleTableToMedia", {}, 1, true, false,
+                    "AddSampleTableToMedia (Video) failed (-108)"},
+        FailureCase{"InsertMediaIntoTrack", kTmcd, 1, false, false,
+                    "InsertMediaIntoTrack (TimeCode) failed (-108)"},
+        FailureCase{"InsertMediaIntoTrack", kVide, 1, false, false,
+                    "InsertMediaIntoTrack (Video) failed (-108)"},
+        FailureCase{"AddTrackReference", {}, 1, false, false,
+                    "AddTrackReference (TimeCode) failed (-108)"},
+        FailureCase{"InsertMediaIntoTrack", kSoun, 2, false, false,
+                    "InsertMediaIntoTrack (Audio) failed (-108)"},
+        FailureCase{"InsertMediaIntoTrack", kClcp, 1, false, false,
+                    "InsertMediaIntoTrack (ClosedCaption) failed (-108)"}));
+
+TEST(MovieCreatorTest, DataReferenceFallsBackToReplacingThePlaceholder) {
+  FaultInjectingToolbox toolbox;
+  toolbox.failCall("AddMediaDataRef", -108, FourCC("vide"));
+  const auto run = request(toolbox, settingsWith(0, false));
+  EXPECT_EQ(run->client.headers.size(), 1u);
+  EXPECT_EQ(toolbox.callCount("SetMediaDataRef"), 1);
+}
+
+TEST(MovieCreatorTest, DataReferenceFailsWhenReplacingFailsToo) {
+  for (const auto& [type, word] : {std::pair{FourCC("vide"), "Video"}, {FourCC("soun"), "Audio"},
+                                   {FourCC("clcp"), "ClosedCaption"}, {FourCC("tmcd"), "TimeCode"}}) {
+    FaultInjectingToolbox toolbox;
+    toolbox.failCall("AddMediaDataRef", -108, type);
+    toolbox.failCall("SetMediaDataRef", -43, type);
+    EXPECT_EQ(onlyFailure(*request(toolbox, settingsWith(1, true))),
+              std::string("AddMediaDataRef (") + word + ") failed (-43)");
+  }
+}
+
+TEST(MovieCreatorTest, ReplacingWithResultMinus2000IsLoggedAndTolerated) {
+  FaultInjectingToolbox toolbox;
+  toolbox.failCall("AddMediaDataRef", -108, FourCC("soun"));
+  toolbox.failCall("SetMediaDataRef", -2000, FourCC("soun"));
+  const auto run = request(toolbox, settingsWith(1, false));
+  EXPECT_EQ(run->client.headers.size(), 1u);
+  EXPECT_NE(std::find(run->log.begin(), run->log.end(), "AddMediaDataRef (Error -2000)"),
+            run->log.end());
+}
+
+TEST(MovieCreatorTest, TailAudioFailureIsNotFatal) {
+  FaultInjectingToolbox toolbox;
+  // 40 frames: the second audio reference of track 1 is the tail's.
+  toolbox.failCall("AddMediaSampleReferences64", -108, FourCC("soun"), 3);
+  const auto run = request(toolbox, settingsWith(2, false), CMTimeMake(40 * 1001, 30000));
+  EXPECT_EQ(run->client.headers.size(), 1u);
+}
+
+TEST(MovieCreatorTest, ReelNameFailuresAreSilent) {
+  for (const char* call : {"NewUserData", "AddUserDataText"}) {
+    FaultInjectingToolbox toolbox;
+    toolbox.failCall(call, -108);
+    const auto run = request(toolbox, settingsWith(0, false));
+    EXPECT_EQ(run->client.headers.size(), 1u) << call;
+    EXPECT_EQ(toolbox.callCount("TCSetSourceRef"), 0) << call;
+  }
+}
+
+TEST(MovieCreatorTest, NonASCIIReelNameGetsNoSourceReference) {
+  FaultInjectingToolbox toolbox;
+  Value s = settingsWith(0, false);
+  s.setObject("reelName", Value::string("Bobine \xC3\xA9t\xC3\xA9"));
+  const auto run = request(toolbox, s);
+  EXPECT_EQ(run->client.headers.size(), 1u);
+  EXPECT_EQ(toolbox.callCount("TCSetSourceRef"), 0);
+}
+
+TEST(MovieCreatorTest, ApertureIsSetOnlyForDVCPROHD) {
+  for (const auto& [name, calls] : {std::pair{"DVCPRO HD 1080i60", 1}, {"DVCPRO 50", 0}}) {
+    FaultInjectingToolbox toolbox;
+    Value s = settingsWith(0, false);
+    s.setObject("formatName", Value::string(name));
+    const auto run = request(toolbox, s);
+    EXPECT_EQ(run->client.headers.size(), 1u);
+    EXPECT_EQ(toolbox.callCount("SetTrackApertureModeDimensionsUsingSampleDescription"), calls)
+        << name;
+  }
+}
+
+TEST(MovieCreatorTest, ApertureFailureIsIgnored) {
+  FaultInjectingToolbox toolbox;
+  toolbox.failCall("SetTrackApertureModeDimensionsUsingSampleDescription", -50);
+  Value s = settingsWith(0, false);
+  s.setObject("formatName", Value::string("DVCPRO HD 1080i60"));
+  EXPECT_EQ(request(toolbox, s)->client.headers.size(), 1u);
+}
+
+TEST(MovieCreatorTest, NoAudioTracksMeansNoAudioInsertion) {
+  FaultInjectingToolbox toolbox;
+  const auto run = request(toolbox, settingsWith(0, true));
+  EXPECT_EQ(run->client.headers.size(), 1u);
+  // Timecode, video and captions only.
+  EXPECT_EQ(toolbox.callCount("InsertMediaIntoTrack"), 3);
+}
+
+}  // namespace
+}  // namespace premoov

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+
+#include "base/result.h"
+#include "premoov/header_request.h"
+
+namespace premoov {
+
+// Keys in the order the commands set them, which is the order a reader expects them in.
+using OrderedJson = nlohmann::ordered_json;
+
+// Compact JSON text; bytes that are not UTF-8 (a path, say) become U+FFFD rather than throwing.
+std::string jsonText(const OrderedJson& json, int indent = -1);
+
+// Whether `reply` carries a header. When not, prints {"error": ..., "growing": ...} (no
+// "growing" when there was no reply at all) to `out`: the answer of a refused request.
+bool printRefusalUnlessCreated(const Result<HeaderReply>& reply, std::ostream& out);
+
+}  // namespace premoov

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/result.h"
+#include "header/quicktime_service_delegate.h"
+#include "header/sample_layout_observer.h"
+#include "movie/toolbox.h"
+#include "premoov/request_file.h"
+
+namespace premoov {
+
+// The one reply of a header request: the header, or the failure message.
+struct HeaderReply {
+  bool created = false;  // didCreateHeader rather than failedCreatingGrowingHeader
+  bool growing = false;
+  std::vector<uint8_t> header;  // the header room: the bytes for offset 0 of the file
+  int32_t frameSize = 0;        // bytes
+  int64_t fileSize = 0;         // bytes
+  std::string error;            // the failure message when not created
+};
+
+// The tool's end of a movie creator's connection: keeps every reply it is sent.
+class HeaderReplies final : public ZPRServiceConnection, public ZPRQuickTimeServiceDelegate {
+ public:
+  ZPRQuickTimeServiceDelegate* remoteObjectProxy() override { return this; }
+  void didCreateHeader(std::vector<uint8_t> header, bool growing, int32_t frameSize,
+                       int64_t fileSize) override;
+  void failedCreatingGrowingHeader(bool growing, std::string error) override;
+
+  // The reply, or why there is none: a request is answered exactly once, and the tool never
+  // reports a header it did not get.
+  Result<HeaderReply> onlyReply() &&;
+
+ private:
+  std::vector<HeaderReply> replies_;
+};
+
+// Runs `request` through a movie creator connected to the tool, with `observer` (may be null)
+// watching the sample layout, and answers its only reply.
+Result<HeaderReply> requestHeader(const RequestFile& request, SampleLayoutObserver* observer,
+                                  Toolbox& toolbox = defaultToolbox());
+
+}  // namespace premoov

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/four_char_code.h"
+#include "movie/atom_tree.h"
+
+namespace premoov {
+
+// Where one sample lies in the file.
+struct SamplePosition {
+  uint64_t offset = 0;  // from the start of the file
+  uint32_t size = 0;    // bytes
+};
+
+// What the atoms of one track say, for `premoov inspect`.
+struct TrackSummary {
+  uint32_t trackID = 0;
+  std::optional<FourCC> kind;   // handler subtype of the media: 'vide', 'soun', 'tmcd', 'clcp'
+  std::optional<FourCC> codec;  // format of the first sample description
+  uint32_t sampleCount = 0;
+  uint32_t timeScale = 0;  // media time scale, units a second
+  uint64_t duration = 0;   // in the media time scale
+  std::optional<SamplePosition> firstSample;
+  std::optional<SamplePosition> lastSample;
+  std::vector<std::string> problems;  // atoms missing or unreadable, so that fields stay unset
+};
+
+// One summary per 'trak' of the 'moov' among `atoms`, in file order. Sample positions come from
+// the chunk tables ('stsc', 'stsz', 'stco' or 'co64'); `bytes` are the bytes the atoms were parsed
+// from. Reads only what it needs of a table: the last sample of a long recording costs no walk
+// through every size.
+std::vector<TrackSummary> summarizeTracks(std::span<const AtomNode> atoms,
+                                          std::span<const uint8_t> bytes);
+
+}  // namespace premoov
