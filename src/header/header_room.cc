@@ -19,7 +19,7 @@ void closeHeaderRoom(std::vector<uint8_t>& header, size_t movieSize, uint64_t md
                      uint64_t mdatSize) {
   ByteWriter freeAtom;
   freeAtom.u32(static_cast<uint32_t>(mdatStart - movieSize));  // size
-  freeAtom.fourCC(FourCC("free"));                               // type
+  freeAtom.fourCC(FourCC("free"));                             // type
   std::copy(freeAtom.data().begin(), freeAtom.data().end(),
             header.begin() + static_cast<std::ptrdiff_t>(movieSize));
 

@@ -125,22 +125,21 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
       return failure;
     }
     tracks.closedCaptionDescription = makeClosedCaptionDescription();
-    if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.closedCaptionMedia,
-                         "ClosedCaption", &error)) {
+    if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.closedCaptionMedia, "ClosedCaption",
+                         &error)) {
       return error;
     }
   }
 
-  if (auto failure = newTrackWithMedia(toolbox, movie, "TimeCode", 0, 0, kShortFixed1,
-                                       TimeCodeMediaType, videoScale, &tracks.timecode,
-                                       &tracks.timecodeMedia)) {
+  if (auto failure =
+          newTrackWithMedia(toolbox, movie, "TimeCode", 0, 0, kShortFixed1, TimeCodeMediaType,
+                            videoScale, &tracks.timecode, &tracks.timecodeMedia)) {
     return failure;
   }
   tracks.timecodeDescription =
       makeTimecodeDescription(settings.timecodeIsDropFrame, settings.videoFrameDuration);
   setReelName(toolbox, settings.reelName, *tracks.timecodeMedia, tracks.timecodeDescription);
-  if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.timecodeMedia, "TimeCode",
-                       &error)) {
+  if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.timecodeMedia, "TimeCode", &error)) {
     return error;
   }
   return std::nullopt;
@@ -157,8 +156,8 @@ Failure insertMediaIntoTracks(Toolbox& toolbox, const HeaderSettings& settings,
   if (OSErr err = insert(*tracks.video, *tracks.videoMedia)) {
     return stringWithFormat("InsertMediaIntoTrack (Video) failed (%i)", err);
   }
-  if (OSErr err = toolbox.AddTrackReference(*tracks.video, *tracks.timecode,
-                                            TimeCodeMediaType, nullptr)) {
+  if (OSErr err =
+          toolbox.AddTrackReference(*tracks.video, *tracks.timecode, TimeCodeMediaType, nullptr)) {
     return stringWithFormat("AddTrackReference (TimeCode) failed (%i)", err);
   }
   if (isDVCPROHD(settings.formatName)) {

@@ -38,8 +38,8 @@ std::vector<SampleDescriptionHandle> makeSoundDescriptions(Toolbox& toolbox,
         NSLog("Channel layout %d is shorter than its own description count; it is left out", i);
       }
     }
-    descriptions.push_back(
-        makeSoundDescription(toolbox, s.asbds[static_cast<size_t>(i)], layout ? &*layout : nullptr));
+    descriptions.push_back(makeSoundDescription(toolbox, s.asbds[static_cast<size_t>(i)],
+                                                layout ? &*layout : nullptr));
   }
   return descriptions;
 }
@@ -122,8 +122,8 @@ void ZPRQuickTimeMovieCreator::writeQuickTimeHeaderAtPath(const std::string& pat
 
   Failure failure = [&]() -> Failure {
     MovieTracks tracks;
-    if (auto f = makeTracks(toolbox_, *movie, s, path, videoDescription, soundDescriptions,
-                            tracks)) {
+    if (auto f =
+            makeTracks(toolbox_, *movie, s, path, videoDescription, soundDescriptions, tracks)) {
       return f;
     }
     if (observer_) observer_->didPlanHeaderRoom(room, mdatStart);
@@ -159,8 +159,8 @@ void ZPRQuickTimeMovieCreator::writeQuickTimeHeaderAtPath(const std::string& pat
       if (connection_ == nullptr || connection_->remoteObjectProxy() == nullptr) {
         NSLog("No connection for the header reply");
       } else {
-        connection_->remoteObjectProxy()->didCreateHeader(
-            std::move(header), growing_, frameSize, static_cast<int64_t>(room + mdatSize));
+        connection_->remoteObjectProxy()->didCreateHeader(std::move(header), growing_, frameSize,
+                                                          static_cast<int64_t>(room + mdatSize));
       }
     }
     return std::nullopt;

@@ -69,17 +69,17 @@ SampleDescriptionHandle makeImageDescription(const ImageDescriptionSettings& s) 
   }
 
   ByteWriter w;
-  w.u16(0);           // version
-  w.u16(0);           // revision level
-  w.u32(0);           // vendor
-  w.u32(0);           // temporal quality
-  w.u32(0);           // spatial quality
-  w.u16(width);       // width, pixels
-  w.u16(height);      // height, pixels
-  w.u32(0x00480000);  // horizontal resolution, 72 dpi in 16.16
-  w.u32(0x00480000);  // vertical resolution, 72 dpi in 16.16
-  w.u32(0);           // data size
-  w.u16(0);           // frame count: left at zero
+  w.u16(0);                                 // version
+  w.u16(0);                                 // revision level
+  w.u32(0);                                 // vendor
+  w.u32(0);                                 // temporal quality
+  w.u32(0);                                 // spatial quality
+  w.u16(width);                             // width, pixels
+  w.u16(height);                            // height, pixels
+  w.u32(0x00480000);                        // horizontal resolution, 72 dpi in 16.16
+  w.u32(0x00480000);                        // vertical resolution, 72 dpi in 16.16
+  w.u32(0);                                 // data size
+  w.u16(0);                                 // frame count: left at zero
   w.u8(static_cast<uint8_t>(name.size()));  // name, Pascal string in 32 bytes
   w.text(name);
   w.zeros(kMaxNameLength - name.size());
@@ -95,10 +95,10 @@ SampleDescriptionHandle makeImageDescription(const ImageDescriptionSettings& s) 
   }
   {
     AtomScope colr(w, FourCC("colr"));
-    w.fourCC(FourCC("nclc"));                              // colour parameter type
-    w.u16(static_cast<uint16_t>(s.colorPrimaries));        // primaries index
-    w.u16(static_cast<uint16_t>(s.transferFunction));      // transfer function index
-    w.u16(static_cast<uint16_t>(s.matrix));                // matrix index
+    w.fourCC(FourCC("nclc"));                          // colour parameter type
+    w.u16(static_cast<uint16_t>(s.colorPrimaries));    // primaries index
+    w.u16(static_cast<uint16_t>(s.transferFunction));  // transfer function index
+    w.u16(static_cast<uint16_t>(s.matrix));            // matrix index
   }
   {
     AtomScope fiel(w, FourCC("fiel"));
@@ -154,9 +154,9 @@ SampleDescriptionHandle makeClosedCaptionDescription() {
 
 SampleDescriptionHandle makeTimecodeDescription(bool dropFrame, const CMTime& frameDuration) {
   ByteWriter w;
-  w.u32(0);                                    // flags
-  w.u32(dropFrame ? 1 : 0);                    // timecode flags: drop frame
-  w.i32(frameDuration.timescale);              // time scale
+  w.u32(0);                                           // flags
+  w.u32(dropFrame ? 1 : 0);                           // timecode flags: drop frame
+  w.i32(frameDuration.timescale);                     // time scale
   w.u32(static_cast<uint32_t>(frameDuration.value));  // frame duration, low 32 bits
   // Frames a second from the time scale alone (30000 gives 30, 30 gives 0).
   w.u8(static_cast<uint8_t>(frameDuration.timescale / 1000));  // frames per second

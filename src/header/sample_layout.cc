@@ -43,7 +43,10 @@ int64_t groupLength(const CMTime& frameDuration) {
 class Layout {
  public:
   Layout(Toolbox& toolbox, const SampleLayoutInput& input, MovieTracks& tracks)
-      : toolbox_(toolbox), in_(input), s_(*input.settings), tracks_(tracks),
+      : toolbox_(toolbox),
+        in_(input),
+        s_(*input.settings),
+        tracks_(tracks),
         frameDuration_(s_.videoFrameDuration) {}
 
   SampleLayoutResult run();
@@ -55,8 +58,8 @@ class Layout {
   bool pastHeaderRoom() const { return chunks_ > in_.headerRoom / 4; }
 
   Failure reference(Media& media, const SampleDescriptionHandle& description, const char* track,
-                    const char* failureFormat, uint64_t dataSize, uint32_t count,
-                    int64_t duration, uint16_t flags = 0);
+                    const char* failureFormat, uint64_t dataSize, uint32_t count, int64_t duration,
+                    uint16_t flags = 0);
   Failure tableReference(uint32_t dataSize, uint32_t flags, int64_t displayOffset);
   Failure videoFrames(int64_t frames, bool withOverhead);
   Failure longGOPFrames(int64_t frames);
@@ -118,8 +121,8 @@ Failure Layout::videoFrames(int64_t frames, bool withOverhead) {
   const auto& description = tracks_.videoDescription;
   const uint64_t frameSize = static_cast<uint32_t>(in_.frameSize);
   if (withOverhead && s_.firstFrameOverhead != 0 && placed_ == 0) {
-    if (auto f = reference(media, description, "video", failure,
-                           frameSize + s_.firstFrameOverhead, 1, frameDuration_.value)) {
+    if (auto f = reference(media, description, "video", failure, frameSize + s_.firstFrameOverhead,
+                           1, frameDuration_.value)) {
       return f;
     }
     // Made even for a one-frame chunk: a reference to no frames.
@@ -190,19 +193,19 @@ SampleLayoutResult Layout::run() {
     offset_ -= 4;
     const CMTime length = CMTimeConvertScale(in_.duration, frameDuration_.timescale,
                                              CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime);
-    if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                           "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4, 1,
-                           length.value)) {
+    if (auto f =
+            reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                      "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4, 1, length.value)) {
       return {f, offset_};
     }
   }
 
   const int64_t G = groupLength(frameDuration_);
-  const auto F = static_cast<uint32_t>(frameDuration_.value != 0
-                                           ? in_.duration.value / frameDuration_.value
-                                           : 0);
-  if (G == 0) NSLog("Frame duration %lld/%d gives no interleave group; no frames are laid out",
-                    static_cast<long long>(frameDuration_.value), frameDuration_.timescale);
+  const auto F = static_cast<uint32_t>(
+      frameDuration_.value != 0 ? in_.duration.value / frameDuration_.value : 0);
+  if (G == 0)
+    NSLog("Frame duration %lld/%d gives no interleave group; no frames are laid out",
+          static_cast<long long>(frameDuration_.value), frameDuration_.timescale);
   uint32_t A = 0;
   if (!tracks_.audioMedia.empty()) {
     // The first track's rate serves every track; the frame duration's value / 1000 is one group
@@ -238,9 +241,9 @@ SampleLayoutResult Layout::run() {
       if (auto f = audioRuns(A, true)) return f;
       const auto g = static_cast<uint32_t>(G);
       if (!s_.globalTimecode) {
-        if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                               "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * g, g,
-                               fd)) {
+        if (auto f =
+                reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                          "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * g, g, fd)) {
           return f;
         }
       }
@@ -272,9 +275,9 @@ SampleLayoutResult Layout::run() {
     }
     (void)audioRuns(static_cast<uint32_t>((uint64_t{A} * R) / static_cast<uint32_t>(G)), false);
     if (!s_.globalTimecode) {
-      if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                             "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * R, R,
-                             fd)) {
+      if (auto f =
+              reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                        "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * R, R, fd)) {
         return f;
       }
     }
@@ -293,8 +296,8 @@ SampleLayoutResult Layout::run() {
 
   if (!failure && s_.isLongGOP) {
     const int64_t count = toolbox_.QTSampleTableGetNumberOfSamples(*table_);
-    if (OSErr err = toolbox_.AddSampleTableToMedia(*tracks_.videoMedia, *table_, 1, count,
-                                                   nullptr)) {
+    if (OSErr err =
+            toolbox_.AddSampleTableToMedia(*tracks_.videoMedia, *table_, 1, count, nullptr)) {
       failure = stringWithFormat("AddSampleTableToMedia (Video) failed (%i)", err);
     }
   }

@@ -19,7 +19,8 @@ std::vector<uint8_t> AudioChannelLayout::hostBytes() const {
   return out;
 }
 
-std::optional<AudioChannelLayout> AudioChannelLayout::fromHostBytes(std::span<const uint8_t> bytes) {
+std::optional<AudioChannelLayout> AudioChannelLayout::fromHostBytes(
+    std::span<const uint8_t> bytes) {
   if (bytes.size() < 12) return std::nullopt;
   AudioChannelLayout layout;
   uint32_t count = 0;

@@ -74,14 +74,9 @@ CMTime CMTimeConvertScale(const CMTime& time, CMTimeScale newTimescale,
   bool away = false;
   bool halfAway = false;
   switch (method) {
-    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundHalfAwayFromZero:
-      halfAway = true;
-      break;
-    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundTowardZero:
-      break;
-    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundAwayFromZero:
-      away = true;
-      break;
+    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundHalfAwayFromZero: halfAway = true; break;
+    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundTowardZero: break;
+    case CMTimeRoundingMethod::kCMTimeRoundingMethod_RoundAwayFromZero: away = true; break;
     case CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime:
       away = newTimescale > time.timescale;
       break;

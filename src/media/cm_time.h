@@ -51,11 +51,12 @@ Value CMTimeCopyAsDictionary(const CMTime& time);
 
 // `time` in `newTimescale`, rounded by `method`. Invalid times, non-positive scales and infinite
 // or indefinite times come back unchanged in kind; a result beyond 64 bits becomes infinite.
-CMTime CMTimeConvertScale(const CMTime& time, CMTimeScale newTimescale, CMTimeRoundingMethod method);
+CMTime CMTimeConvertScale(const CMTime& time, CMTimeScale newTimescale,
+                          CMTimeRoundingMethod method);
 
-extern const char* const kCMTimeValueKey;      // "value"
-extern const char* const kCMTimeScaleKey;      // "timescale"
-extern const char* const kCMTimeFlagsKey;      // "flags"
-extern const char* const kCMTimeEpochKey;      // "epoch"
+extern const char* const kCMTimeValueKey;  // "value"
+extern const char* const kCMTimeScaleKey;  // "timescale"
+extern const char* const kCMTimeFlagsKey;  // "flags"
+extern const char* const kCMTimeEpochKey;  // "epoch"
 
 }  // namespace premoov

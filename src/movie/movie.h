@@ -15,9 +15,9 @@ struct SampleRun {
   uint64_t offset = 0;
   uint32_t sampleSize = 0;
   uint32_t count = 0;
-  int64_t decodeDuration = 0;  // per sample, in the media's time scale
-  int64_t displayOffset = 0;   // composition offset of every sample of the run
-  uint32_t flags = 0;          // MediaSampleFlags
+  int64_t decodeDuration = 0;     // per sample, in the media's time scale
+  int64_t displayOffset = 0;      // composition offset of every sample of the run
+  uint32_t flags = 0;             // MediaSampleFlags
   uint32_t descriptionIndex = 1;  // 1-based into Media::descriptions
 };
 

@@ -93,7 +93,8 @@ OSErr Toolbox::SetMediaDataRefAttributes(Media& media, int16_t index, int32_t at
 namespace {
 
 // A run of `count` samples that together take `dataSize` bytes: each sample gets an equal share.
-OSErr makeRun(uint64_t offset, uint64_t dataSize, uint64_t count, int64_t duration, SampleRun* run) {
+OSErr makeRun(uint64_t offset, uint64_t dataSize, uint64_t count, int64_t duration,
+              SampleRun* run) {
   if (count == 0) return noErr;
   if (duration < 0 || count > std::numeric_limits<uint32_t>::max() || dataSize % count != 0) {
     return paramErr;
@@ -129,7 +130,8 @@ OSErr Toolbox::AddMediaSampleReferences64(Media& media, const SampleDescriptionH
   return noErr;
 }
 
-OSErr Toolbox::QTSampleTableCreateMutable(TimeScale timescale, std::unique_ptr<SampleTable>* table) {
+OSErr Toolbox::QTSampleTableCreateMutable(TimeScale timescale,
+                                          std::unique_ptr<SampleTable>* table) {
   if (timescale <= 0) return paramErr;
   *table = std::make_unique<SampleTable>();
   (*table)->timescale = timescale;
@@ -216,9 +218,9 @@ OSErr Toolbox::InsertMediaIntoTrack(Track& track, TimeValue64 trackStart, TimeVa
   if (trackStart > track.duration()) {
     track.edits.push_back(Edit{trackStart - track.duration(), -1, kFixed1});
   }
-  const CMTime inMovie = CMTimeConvertScale(CMTimeMake(mediaDuration, track.media->timescale),
-                                            track.movie->timescale,
-                                            CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime);
+  const CMTime inMovie =
+      CMTimeConvertScale(CMTimeMake(mediaDuration, track.media->timescale), track.movie->timescale,
+                         CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime);
   track.edits.push_back(Edit{inMovie.value, mediaTime, mediaRate});
   return noErr;
 }
@@ -272,8 +274,8 @@ OSErr Toolbox::QTMetaDataAddItem(Movie& metaDataRef, OSType storageFormat, OSTyp
   if ((keySize > 0 && key == nullptr) || (valueSize > 0 && value == nullptr) || keySize == 0) {
     return paramErr;
   }
-  MetaDataItem item{storageFormat, keyFormat, std::vector<uint8_t>(key, key + keySize), {},
-                    dataType};
+  MetaDataItem item{
+      storageFormat, keyFormat, std::vector<uint8_t>(key, key + keySize), {}, dataType};
   if (valueSize > 0) item.value.assign(value, value + valueSize);
   metaDataRef.metadata.push_back(std::move(item));
   return noErr;

@@ -51,7 +51,8 @@ class Toolbox {
                                            const SampleReference64Record* sampleRefs,
                                            TimeValue64* sampleTime);
 
-  virtual OSErr QTSampleTableCreateMutable(TimeScale timescale, std::unique_ptr<SampleTable>* table);
+  virtual OSErr QTSampleTableCreateMutable(TimeScale timescale,
+                                           std::unique_ptr<SampleTable>* table);
   virtual OSErr QTSampleTableAddSampleDescription(SampleTable& table,
                                                   const SampleDescriptionHandle& description,
                                                   int32_t mediaDescriptionIndex, int64_t* id);

@@ -50,8 +50,8 @@ TEST(HeaderRoomTest, ThirtyTwoBitMediaDataHeaderCarriesAWideAtom) {
 TEST(HeaderRoomTest, SixtyFourBitMediaDataHeaderFromFourGibibytes) {
   const auto header = closed(20, 0x100000000ull);
   const std::vector<uint8_t> mdat(header.begin() + 48, header.end());
-  EXPECT_EQ(mdat, (std::vector<uint8_t>{0, 0, 0, 1,              // size: 64-bit follows
-                                        'm', 'd', 'a', 't',      // type
+  EXPECT_EQ(mdat, (std::vector<uint8_t>{0, 0, 0, 1,                 // size: 64-bit follows
+                                        'm', 'd', 'a', 't',         // type
                                         0, 0, 0, 1, 0, 0, 0, 0}));  // 64-bit size
 }
 

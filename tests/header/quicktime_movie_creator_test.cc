@@ -15,7 +15,8 @@ using testing::RecordingClient;
 constexpr uint32_t kRoom = 4'194'304;
 
 Value settingsWith(int audioTracks, bool captions, bool longGOP = false) {
-  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 30000), audioTracks, captions);
+  Value s =
+      testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 30000), audioTracks, captions);
   s.setObject("maxVideoFrameSize", Value::integer(1'000'000));
   s.setObject("isLongGOP", Value::boolean(longGOP));
   return s;
@@ -40,7 +41,8 @@ std::unique_ptr<Run> request(Toolbox& toolbox, const Value& settings,
 
 std::string onlyFailure(const Run& run) {
   EXPECT_TRUE(run.client.headers.empty());
-  if (run.client.failures.size() != 1) return "<" + std::to_string(run.client.failures.size()) + " failures>";
+  if (run.client.failures.size() != 1)
+    return "<" + std::to_string(run.client.failures.size()) + " failures>";
   return run.client.failures[0].error;
 }
 
@@ -81,7 +83,8 @@ TEST(MovieCreatorTest, HeaderIsExactlyTheRoomAndClosedByFreeAndMdat) {
 }
 
 TEST(MovieCreatorTest, OneHourOfProResHasA64BitMediaDataHeader) {
-  const auto run = request(defaultToolbox(), settingsWith(8, true), CMTimeMake(107892 * 1001, 30000));
+  const auto run =
+      request(defaultToolbox(), settingsWith(8, true), CMTimeMake(107892 * 1001, 30000));
   ASSERT_EQ(run->client.headers.size(), 1u) << onlyFailure(*run);
   const auto& reply = run->client.headers[0];
   ByteReader m(std::span(reply.bytes).subspan(kRoom - 16));
@@ -155,7 +158,8 @@ TEST(MovieCreatorTest, AVeryLongRecordingIsTooLongWithoutLayingOutEverySample) {
   s.setObject("maxVideoFrameSize", Value::integer(2'000'000));  // one frame a chunk
   // 2^32 - 1 frames: the layout stops once the header cannot fit.
   const auto run = request(defaultToolbox(), s, CMTimeMake(int64_t{0xFFFFFFFF} * 1001, 30000));
-  EXPECT_TRUE(onlyFailure(*run).starts_with("Movie is too long, please record a shorter duration("));
+  EXPECT_TRUE(
+      onlyFailure(*run).starts_with("Movie is too long, please record a shorter duration("));
 }
 
 TEST(MovieCreatorTest, MoreThanSixteenAudioTracksAreCappedAndLogged) {
@@ -201,7 +205,11 @@ constexpr FourCC kVide("vide"), kSoun("soun"), kTmcd("tmcd"), kClcp("clcp");
 INSTANTIATE_TEST_SUITE_P(
     EveryMessage, MovieCreatorFailureTest,
     ::testing::Values(
-        FailureCase{"QTNewDataReferenceFromFullPathCFString", {}, 1, false, false,
+        FailureCase{"QTNewDataReferenceFromFullPathCFString",
+                    {},
+                    1,
+                    false,
+                    false,
                     "QTNewDataReferenceFromFullPathCFString failed (-108) - /tmp/creator.mov"},
         FailureCase{"SetMediaDataRefAttributes", kVide, 1, false, false,
                     "SetMediaDataRefAttributes (Video) failed (-108)"},
@@ -217,11 +225,23 @@ INSTANTIATE_TEST_SUITE_P(
                     "AddMediaSampleReferences64 (TimeCode) failed (-108)"},
         FailureCase{"AddMediaSampleReferences64", kTmcd, 2, false, false,
                     "AddMediaSampleReferences64 (TimeCode) failed (-108)"},
-        FailureCase{"QTSampleTableCreateMutable", {}, 1, false, false,
+        FailureCase{"QTSampleTableCreateMutable",
+                    {},
+                    1,
+                    false,
+                    false,
                     "QTSampleTableCreateMutable (Video) failed (-108)"},
-        FailureCase{"QTSampleTableAddSampleDescription", {}, 1, false, false,
+        FailureCase{"QTSampleTableAddSampleDescription",
+                    {},
+                    1,
+                    false,
+                    false,
                     "QTSampleTableAddSampleDescription (Video) failed (-108)"},
-        FailureCase{"QTSampleTableAddSampleReferences", {}, 7, true, false,
+        FailureCase{"QTSampleTableAddSampleReferences",
+                    {},
+                    7,
+                    true,
+                    false,
                     "QTSampleTableAddSampleReferences (Video) failed (-108)"},
         FailureCase{"AddMediaSampleReferences64", kVide, 1, false, false,
                     "AddMediaSampleReferences64 (video) failed (-108)"},
@@ -233,14 +253,18 @@ INSTANTIATE_TEST_SUITE_P(
                     "AddMediaSampleReferences64 (ClosedCaption) failed (-108)"},
         FailureCase{"AddMediaSampleReferences64", kClcp, 2, false, false,
                     "AddMediaSampleReferences64 (ClosedCaption) failed (-108)"},
-        FailureCase{"AddSampleTableToMedia", {}, 1, true, false,
+        FailureCase{"AddSampleTableToMedia",
+                    {},
+                    1,
+                    true,
+                    false,
                     "AddSampleTableToMedia (Video) failed (-108)"},
         FailureCase{"InsertMediaIntoTrack", kTmcd, 1, false, false,
                     "InsertMediaIntoTrack (TimeCode) failed (-108)"},
         FailureCase{"InsertMediaIntoTrack", kVide, 1, false, false,
                     "InsertMediaIntoTrack (Video) failed (-108)"},
-        FailureCase{"AddTrackReference", {}, 1, false, false,
-                    "AddTrackReference (TimeCode) failed (-108)"},
+        FailureCase{
+            "AddTrackReference", {}, 1, false, false, "AddTrackReference (TimeCode) failed (-108)"},
         FailureCase{"InsertMediaIntoTrack", kSoun, 2, false, false,
                     "InsertMediaIntoTrack (Audio) failed (-108)"},
         FailureCase{"InsertMediaIntoTrack", kClcp, 1, false, false,
@@ -255,8 +279,10 @@ TEST(MovieCreatorTest, DataReferenceFallsBackToReplacingThePlaceholder) {
 }
 
 TEST(MovieCreatorTest, DataReferenceFailsWhenReplacingFailsToo) {
-  for (const auto& [type, word] : {std::pair{FourCC("vide"), "Video"}, {FourCC("soun"), "Audio"},
-                                   {FourCC("clcp"), "ClosedCaption"}, {FourCC("tmcd"), "TimeCode"}}) {
+  for (const auto& [type, word] : {std::pair{FourCC("vide"), "Video"},
+                                   {FourCC("soun"), "Audio"},
+                                   {FourCC("clcp"), "ClosedCaption"},
+                                   {FourCC("tmcd"), "TimeCode"}}) {
     FaultInjectingToolbox toolbox;
     toolbox.failCall("AddMediaDataRef", -108, type);
     toolbox.failCall("SetMediaDataRef", -43, type);

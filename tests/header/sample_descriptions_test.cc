@@ -44,24 +44,24 @@ TEST(ImageDescriptionTest, OrdinaryCodecGives130BytesEndingInColrFielPasp) {
   EXPECT_EQ(d->format, FourCC("apch"));
   const std::vector<uint8_t> fields(d->body.begin(), d->body.begin() + 70);
   std::vector<uint8_t> expected = {
-      0, 0,                 // version
-      0, 0,                 // revision level
-      0, 0, 0, 0,           // vendor
-      0, 0, 0, 0,           // temporal quality
-      0, 0, 0, 0,           // spatial quality
-      0x07, 0x80,           // width 1920
-      0x04, 0x38,           // height 1080
-      0x00, 0x48, 0, 0,     // horizontal resolution 72.0
-      0x00, 0x48, 0, 0,     // vertical resolution 72.0
-      0, 0, 0, 0,           // data size
-      0, 0,                 // frame count: zero
-      19,                   // name length
+      0,    0,           // version
+      0,    0,           // revision level
+      0,    0,    0, 0,  // vendor
+      0,    0,    0, 0,  // temporal quality
+      0,    0,    0, 0,  // spatial quality
+      0x07, 0x80,        // width 1920
+      0x04, 0x38,        // height 1080
+      0x00, 0x48, 0, 0,  // horizontal resolution 72.0
+      0x00, 0x48, 0, 0,  // vertical resolution 72.0
+      0,    0,    0, 0,  // data size
+      0,    0,           // frame count: zero
+      19,                // name length
   };
   const std::string name = "Apple ProRes 422 HQ";
   expected.insert(expected.end(), name.begin(), name.end());
   expected.resize(expected.size() + 31 - name.size(), 0);
-  expected.insert(expected.end(), {0, 24,          // depth
-                                   0xFF, 0xFF});   // colour table id -1
+  expected.insert(expected.end(), {0, 24,         // depth
+                                   0xFF, 0xFF});  // colour table id -1
   EXPECT_EQ(fields, expected);
 
   const auto ext = extensionsOf(*d);
@@ -72,10 +72,10 @@ TEST(ImageDescriptionTest, OrdinaryCodecGives130BytesEndingInColrFielPasp) {
                                                  0, 1,                // transfer function
                                                  0, 1}));             // matrix
   EXPECT_EQ(ext[1].first, FourCC("fiel"));
-  EXPECT_EQ(ext[1].second, (std::vector<uint8_t>{2,    // fields
+  EXPECT_EQ(ext[1].second, (std::vector<uint8_t>{2,     // fields
                                                  9}));  // order
   EXPECT_EQ(ext[2].first, FourCC("pasp"));
-  EXPECT_EQ(ext[2].second, (std::vector<uint8_t>{0, 0, 0, 1,    // horizontal spacing
+  EXPECT_EQ(ext[2].second, (std::vector<uint8_t>{0, 0, 0, 1,     // horizontal spacing
                                                  0, 0, 0, 1}));  // vertical spacing
 }
 
@@ -90,13 +90,13 @@ TEST(ImageDescriptionTest, DVCPROHDGets170BytesWithTheFullFrameAsCleanAperture) 
   ASSERT_EQ(ext.size(), 4u);
   EXPECT_EQ(ext[3].first, FourCC("clap"));
   EXPECT_EQ(ext[3].second, (std::vector<uint8_t>{0, 0, 0x05, 0x00,  // width 1280
-                                                 0, 0, 0, 1,        // over 1
+                                                 0, 0, 0,    1,     // over 1
                                                  0, 0, 0x04, 0x38,  // height 1080
-                                                 0, 0, 0, 1,        // over 1
-                                                 0, 0, 0, 0,        // horizontal offset 0
-                                                 0, 0, 0, 1,        // over 1
-                                                 0, 0, 0, 0,        // vertical offset 0
-                                                 0, 0, 0, 1}));     // over 1
+                                                 0, 0, 0,    1,     // over 1
+                                                 0, 0, 0,    0,     // horizontal offset 0
+                                                 0, 0, 0,    1,     // over 1
+                                                 0, 0, 0,    0,     // vertical offset 0
+                                                 0, 0, 0,    1}));  // over 1
 }
 
 TEST(ImageDescriptionTest, DVCPROPrefixTestIsCaseSensitive) {
@@ -160,8 +160,8 @@ TEST(ImageDescriptionTest, LongFormatNameIsCutTo31BytesAndLogged) {
   s.formatName = std::string(40, 'x');
   const auto d = makeImageDescription(s);
   EXPECT_EQ(d->size(), 130u);
-  EXPECT_EQ(d->body[34], 31);       // name length
-  EXPECT_EQ(d->body[66], 0);        // depth, untouched
+  EXPECT_EQ(d->body[34], 31);  // name length
+  EXPECT_EQ(d->body[66], 0);   // depth, untouched
   EXPECT_EQ(d->body[67], 24);
   EXPECT_EQ(log.lines().size(), 1u);
 }
@@ -176,7 +176,8 @@ TEST(ImageDescriptionTest, DimensionsAreTruncatedTo16Bits) {
 
 TEST(SoundDescriptionTest, PassesAStereoLayoutOf52Bytes) {
   FaultInjectingToolbox toolbox;
-  AudioChannelLayout stereo{kAudioChannelLayoutTag_UseChannelDescriptions, 0, {{1, 0, {}}, {2, 0, {}}}};
+  AudioChannelLayout stereo{
+      kAudioChannelLayoutTag_UseChannelDescriptions, 0, {{1, 0, {}}, {2, 0, {}}}};
   EXPECT_EQ(stereo.byteSize(), 52u);
   const auto d = makeSoundDescription(toolbox, testing::pcmDescription(48000, 2, 24), &stereo);
   ASSERT_NE(d, nullptr);
@@ -209,13 +210,13 @@ TEST(TimecodeDescriptionTest, Holds38BytesWithFramesPerSecondFromTheTimeScale) {
   EXPECT_EQ(d->size(), 38u);
   EXPECT_EQ(d->format, FourCC("tmcd"));
   EXPECT_EQ(d->dataReferenceIndex, 1);
-  EXPECT_EQ(d->body, (std::vector<uint8_t>{0, 0, 0, 0,           // flags
-                                           0, 0, 0, 1,           // drop frame
-                                           0, 0, 0x75, 0x30,     // time scale 30000
-                                           0, 0, 0x03, 0xE9,     // frame duration 1001
-                                           30,                   // frames per second
-                                           0,                    // padding
-                                           0, 0, 0, 0}));        // source reference
+  EXPECT_EQ(d->body, (std::vector<uint8_t>{0,  0, 0,    0,     // flags
+                                           0,  0, 0,    1,     // drop frame
+                                           0,  0, 0x75, 0x30,  // time scale 30000
+                                           0,  0, 0x03, 0xE9,  // frame duration 1001
+                                           30,                 // frames per second
+                                           0,                  // padding
+                                           0,  0, 0,    0}));  // source reference
   EXPECT_EQ(makeTimecodeDescription(false, CMTimeMake(1, 2997))->body[16], 2);
   EXPECT_EQ(makeTimecodeDescription(false, CMTimeMake(1, 30))->body[16], 0);
 }

@@ -34,7 +34,8 @@ std::unique_ptr<Planned> plan(const Value& settings, CMTime duration, uint32_t b
 }
 
 Value proResSettings(int audioTracks, bool captions = true) {
-  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 30000), audioTracks, captions);
+  Value s =
+      testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 30000), audioTracks, captions);
   s.setObject("maxVideoFrameSize", Value::integer(1'000'000));  // band B: 6 chunks of 5 frames
   return s;
 }
@@ -208,8 +209,8 @@ TEST(SampleLayoutTest, LongGOPAtTimeScale25Uses12FrameGOPsAndOtherRatios) {
   ASSERT_EQ(video.size(), 25u);
   EXPECT_EQ(video[0].offset, 10'485'760u);
   EXPECT_EQ(video[12].flags, 0x44010001u);
-  EXPECT_EQ(video[3].size, 80'000u);   // 0.8 x 100,001 truncated
-  EXPECT_EQ(video[1].size, 55'000u);   // 0.55 x 100,001 truncated
+  EXPECT_EQ(video[3].size, 80'000u);  // 0.8 x 100,001 truncated
+  EXPECT_EQ(video[1].size, 55'000u);  // 0.55 x 100,001 truncated
   EXPECT_EQ(video[15].flags, 0x44000001u);
 }
 
@@ -272,8 +273,8 @@ TEST(SampleLayoutTest, CancelStopsTheLayoutAtTheNextGroupAndNothingIsSent) {
   toolbox.cancelAfter = 3;
   creator.setXPCConnection(&client);
   creator.setSampleLayoutObserver(&observer);
-  creator.writeQuickTimeHeaderAtPath("/tmp/x.mov", true, 4096, Value(), CMTimeMake(300 * 1001, 30000),
-                                     proResSettings(1, false));
+  creator.writeQuickTimeHeaderAtPath("/tmp/x.mov", true, 4096, Value(),
+                                     CMTimeMake(300 * 1001, 30000), proResSettings(1, false));
   EXPECT_EQ(client.replies(), 0u);
   // The first group is finished, then the layout stops: 6 video + 1 audio + 1 timecode.
   EXPECT_EQ(observer.references.size(), 8u);

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "header/quicktime_movie_creator.h"
 #include "header/header_settings.h"
+#include "header/quicktime_movie_creator.h"
 #include "media/audio_types.h"
 #include "media/cm_time.h"
 #include "plist/value.h"

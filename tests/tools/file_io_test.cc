@@ -6,13 +6,15 @@
 #include <cstdio>
 #include <fstream>
 
+#include "tools/tool_test_files.h"
+
 namespace premoov {
 namespace {
 
 class FileIoTest : public ::testing::Test {
  protected:
-  void TearDown() override { std::remove(path_.c_str()); }
-  std::string path_ = ::testing::TempDir() + "file_io_test.bin";
+  TempFile file_{"file-io.bin"};
+  const std::string& path_ = file_.path();
 };
 
 TEST_F(FileIoTest, ReadsAWholeFileWithinTheLimit) {

@@ -97,6 +97,28 @@ TEST(PlanCommandTest, LaysOutADurationThatEndsWithinAGroup) {
   EXPECT_EQ(samples.at("audio1"), 80080u);  // 50 x 1001/30000 s at 48 kHz
 }
 
+TEST(PlanCommandTest, GivesDisplayOffsetsOfLongGopVideoOnly) {
+  TempFile request("plan-long-gop.json");
+  request.write(R"({"path": "/tmp/long-gop.mov", "newFile": true, "blockSize": 4096,
+      "duration": {"value": 30030, "timescale": 30000},
+      "settings": {"videoCodec": "xdvc", "maxVideoFrameSize": 200000, "isLongGOP": true,
+                   "videoFrameDuration": {"value": 1001, "timescale": 30000},
+                   "videoDimensions": [1920, 1080]}})");
+  const OrderedJson plan = planOf(request.path());
+  EXPECT_EQ(plan["headerRoom"], 30 * 10485760 / 25);  // grows with the frame rate
+  int withOffset = 0;
+  for (const auto& reference : plan["references"]) {
+    if (reference["track"] == "video") {
+      EXPECT_THAT(keysOf(reference), ElementsAre("track", "offset", "size", "count", "duration",
+                                                 "flags", "displayOffset"));
+      ++withOffset;
+    } else {
+      EXPECT_FALSE(reference.contains("displayOffset")) << reference.dump();
+    }
+  }
+  EXPECT_EQ(withOffset, 30);
+}
+
 TEST(PlanCommandTest, PrintsTheRefusalLikeWrite) {
   TempFile request("plan-refused.json");
   request.write(kRefusedRequest);

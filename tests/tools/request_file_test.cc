@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 
 #include "base/four_char_code.h"
+#include "media/audio_types.h"
+#include "tools/tool_test_files.h"
 
 namespace premoov {
 namespace {
@@ -125,32 +127,97 @@ TEST(RequestFileTest, GivesThePositionOfMalformedJson) {
 }
 
 TEST(RequestFileTest, ReadsAFile) {
-  const std::string path = ::testing::TempDir() + "request_file_test.json";
-  {
-    std::ofstream out(path);
-    out << kMinimal;
-  }
-  auto request = readRequestFile(path);
+  TempFile file("request-file.json");
+  file.write(kMinimal);
+  auto request = readRequestFile(file.path());
   ASSERT_TRUE(request) << request.error();
   EXPECT_EQ(request->blockSize, 4096u);
-  std::remove(path.c_str());
+}
+
+TEST(RequestFileTest, ReadsTheHourOfProResExample) {
+  auto request = readRequestFile(examplePath("prores_hq_1080i2997_8ch_1h.json"));
+  ASSERT_TRUE(request) << request.error();
+  EXPECT_EQ(request->path, "/tmp/premoov-example.mov");
+  EXPECT_TRUE(request->newFile);
+  EXPECT_EQ(request->blockSize, 4096u);
+  EXPECT_EQ(request->duration, CMTimeMake(107892 * 1001, 30000));  // 107,892 frames of 29.97
+  const Value& s = request->settings;
+  EXPECT_EQ(unsignedLongValue(s.objectForKey("videoCodec")), FourCC("apch").value);
+  EXPECT_EQ(CMTimeMakeFromDictionary(s.objectForKey("videoFrameDuration")),
+            CMTimeMake(1001, 30000));
+  int32_t dimensions[2] = {0, 0};
+  getBytes(s.objectForKey("videoDimensions"),
+           std::span(reinterpret_cast<uint8_t*>(dimensions), sizeof dimensions));
+  EXPECT_EQ(dimensions[0], 1920);
+  EXPECT_EQ(dimensions[1], 1080);
+  EXPECT_EQ(intValue(s.objectForKey("numberOfFields")), 2);
+  EXPECT_EQ(intValue(s.objectForKey("fieldOrder")), 9);  // 'fiel' detail: top field first
+  EXPECT_EQ(intValue(s.objectForKey("horizontalSpacing")), 1);
+  EXPECT_EQ(intValue(s.objectForKey("verticalSpacing")), 1);
+  EXPECT_EQ(shortValue(s.objectForKey("colorPrimaries")), 1);
+  EXPECT_EQ(shortValue(s.objectForKey("transferFunction")), 1);
+  EXPECT_EQ(shortValue(s.objectForKey("matrix")), 1);
+  EXPECT_EQ(intValue(s.objectForKey("numberOfAudioTracks")), 8);
+  ASSERT_NE(s.objectForKey("asbds"), nullptr);
+  ASSERT_EQ(s.objectForKey("asbds")->elements().size(), 8u);
+  for (const Value& element : s.objectForKey("asbds")->elements()) {
+    ASSERT_EQ(element.bytes().size(), 40u);
+    const AudioStreamBasicDescription asbd = asbdFromHostBytes(element.bytes());
+    EXPECT_EQ(asbd.mSampleRate, 48000.0);
+    EXPECT_EQ(asbd.mFormatID, kAudioFormatLinearPCM);
+    EXPECT_EQ(asbd.mFormatFlags, kAudioFormatFlagIsBigEndian | kAudioFormatFlagIsSignedInteger |
+                                     kAudioFormatFlagIsPacked);
+    EXPECT_EQ(asbd.mBytesPerPacket, 3u);
+    EXPECT_EQ(asbd.mFramesPerPacket, 1u);
+    EXPECT_EQ(asbd.mBytesPerFrame, 3u);
+    EXPECT_EQ(asbd.mChannelsPerFrame, 1u);
+    EXPECT_EQ(asbd.mBitsPerChannel, 24u);
+  }
+  ASSERT_NE(s.objectForKey("layouts"), nullptr);
+  ASSERT_EQ(s.objectForKey("layouts")->elements().size(), 8u);
+  for (const Value& element : s.objectForKey("layouts")->elements()) {
+    const auto layout = AudioChannelLayout::fromHostBytes(element.bytes());
+    ASSERT_TRUE(layout);
+    EXPECT_EQ(layout->mChannelLayoutTag, kAudioChannelLayoutTag_Mono);
+  }
+  EXPECT_TRUE(boolValue(s.objectForKey("timecodeIsDropFrame")));
+  EXPECT_EQ(*s.objectForKey("reelName"), Value::string("A001"));
+  EXPECT_TRUE(boolValue(s.objectForKey("addClosedCaptionTrack")));
+  EXPECT_FALSE(boolValue(s.objectForKey("globalTimecode")));
+  EXPECT_EQ(*s.objectForKey("software"), Value::string("premoov"));
+}
+
+TEST(RequestFileTest, ReadsTheShortExamples) {
+  const struct {
+    const char* name;
+    CMTime duration;
+    bool globalTimecode;
+  } kExamples[] = {
+      {"v210_2997i_2ch_tc_cc.json", CMTimeMake(30 * 1001, 30000), false},
+      {"2vuy_25p_global_tc.json", CMTimeMake(75000, 25000), true},
+      {"2vuy_2997_mid_group.json", CMTimeMake(50 * 1001, 30000), false},
+  };
+  for (const auto& example : kExamples) {
+    auto request = readRequestFile(examplePath(example.name));
+    ASSERT_TRUE(request) << request.error();
+    EXPECT_EQ(request->duration, example.duration) << example.name;
+    EXPECT_EQ(boolValue(request->settings.objectForKey("globalTimecode")), example.globalTimecode)
+        << example.name;
+  }
 }
 
 TEST(RequestFileTest, NamesAFileThatCannotBeRead) {
-  const std::string missing = ::testing::TempDir() + "no-such-request.json";
-  EXPECT_EQ(readRequestFile(missing).error(), missing + ": cannot read: No such file or directory");
+  TempFile missing("no-such-request.json");
+  EXPECT_EQ(readRequestFile(missing.path()).error(),
+            missing.path() + ": cannot read: No such file or directory");
   EXPECT_EQ(readRequestFile(::testing::TempDir()).error(),
             ::testing::TempDir() + ": cannot read: Is a directory");
 }
 
 TEST(RequestFileTest, NamesTheFileOfBadContent) {
-  const std::string path = ::testing::TempDir() + "request_file_test_bad.json";
-  {
-    std::ofstream out(path);
-    out << R"({"path": 1})";
-  }
-  EXPECT_EQ(readRequestFile(path).error(), path + ": \"path\" must be a string");
-  std::remove(path.c_str());
+  TempFile file("request-bad.json");
+  file.write(R"({"path": 1})");
+  EXPECT_EQ(readRequestFile(file.path()).error(), file.path() + ": \"path\" must be a string");
 }
 
 }  // namespace

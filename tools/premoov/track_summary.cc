@@ -1,5 +1,7 @@
 #include "premoov/track_summary.h"
 
+#include <cstdint>
+
 #include "base/byte_reader.h"
 #include "premoov/messages.h"
 
@@ -111,8 +113,11 @@ struct ChunkTables {
         endChunk = *nextFirst;
       }
       if (endChunk < *firstChunk) return std::nullopt;
-      const uint64_t samplesInRun = (endChunk - *firstChunk) * *perChunk;
-      if (sample < firstSampleOfRun + samplesInRun) {
+      // Saturates rather than wraps: a run of absurd size still holds any 32-bit sample number.
+      const uint64_t chunks = endChunk - *firstChunk;
+      const uint64_t samplesInRun =
+          chunks > UINT64_MAX / *perChunk ? UINT64_MAX : chunks * *perChunk;
+      if (sample - firstSampleOfRun < samplesInRun) {
         const uint64_t inRun = sample - firstSampleOfRun;
         const uint64_t chunk = *firstChunk - 1 + inRun / *perChunk;
         const uint64_t inChunk = inRun % *perChunk;
@@ -131,7 +136,7 @@ struct ChunkTables {
         }
         return SamplePosition{*offset + before, *size};
       }
-      firstSampleOfRun += samplesInRun;
+      firstSampleOfRun += samplesInRun;  // stays at most `sample`: the run did not hold it
     }
     return std::nullopt;
   }
