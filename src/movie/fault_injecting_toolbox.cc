@@ -28,6 +28,11 @@ OSErr FaultInjectingToolbox::EnterMoviesOnThread(uint32_t flags) {
   return Toolbox::EnterMoviesOnThread(flags);
 }
 
+OSErr FaultInjectingToolbox::ExitMoviesOnThread() {
+  if (OSErr err = injected("ExitMoviesOnThread", nullptr)) return err;
+  return Toolbox::ExitMoviesOnThread();
+}
+
 OSErr FaultInjectingToolbox::NewMovie(uint32_t flags, std::unique_ptr<Movie>* movie) {
   if (OSErr err = injected("NewMovie", nullptr)) return err;
   return Toolbox::NewMovie(flags, movie);

@@ -21,6 +21,7 @@ class FaultInjectingToolbox : public Toolbox {
   int callCount(const std::string& call) const;
 
   OSErr EnterMoviesOnThread(uint32_t flags) override;
+  OSErr ExitMoviesOnThread() override;
   OSErr NewMovie(uint32_t flags, std::unique_ptr<Movie>* movie) override;
   OSErr NewMovieTrack(Movie& movie, Fixed width, Fixed height, ShortFixed volume,
                       Track** track) override;

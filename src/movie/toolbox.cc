@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "base/log.h"
 #include "media/cm_time.h"
 #include "movie/movie_serializer.h"
 
@@ -285,8 +286,14 @@ void Toolbox::QTMetaDataRelease(Movie*) {}
 
 OSErr Toolbox::PutMovieForDataRefIntoHandle(const Movie& movie, const DataReference& dataRef,
                                             OSType, Handle& handle) {
+  // Written all the same, with the faulty values clamped or left out: the caller decides.
+  OSErr err = noErr;
+  if (auto problem = serializationProblem(movie, dataRef)) {
+    NSLog("The movie is written with a fault: %s", problem->c_str());
+    err = paramErr;
+  }
   handle = serializeMovie(movie, dataRef);
-  return noErr;
+  return err;
 }
 
 Toolbox& defaultToolbox() {

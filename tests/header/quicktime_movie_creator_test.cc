@@ -4,6 +4,7 @@
 
 #include "base/byte_reader.h"
 #include "base/log.h"
+#include "movie/atom_tree.h"
 #include "movie/fault_injecting_toolbox.h"
 #include "support/recording_client.h"
 
@@ -354,6 +355,61 @@ TEST(MovieCreatorTest, NoAudioTracksMeansNoAudioInsertion) {
   EXPECT_EQ(run->client.headers.size(), 1u);
   // Timecode, video and captions only.
   EXPECT_EQ(toolbox.callCount("InsertMediaIntoTrack"), 3);
+}
+
+// The reel name the header's timecode description carries, from its bare 'name' atom.
+std::optional<std::string> reelNameIn(const std::vector<uint8_t>& header) {
+  const AtomTree tree = parseAtomTree(header);
+  // The timecode track is the last one.
+  const auto names = findAtoms(tree.atoms, "moov/trak/mdia/minf/stbl/stsd/tmcd/name");
+  if (names.size() != 1) return std::nullopt;
+  auto payload = atomPayload(header, *names[0]);
+  if (!payload || payload->size() < 4) return std::nullopt;
+  const size_t length = (size_t{(*payload)[0]} << 8) | (*payload)[1];
+  if (payload->size() < 4 + length) return std::nullopt;
+  return std::string(payload->begin() + 4, payload->begin() + 4 + static_cast<long>(length));
+}
+
+TEST(MovieCreatorTest, ReelNameDefaultsTo001) {
+  const auto run = request(defaultToolbox(), settingsWith(0, false));
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  EXPECT_EQ(reelNameIn(run->client.headers[0].bytes), "001");
+}
+
+TEST(MovieCreatorTest, ReelNameTravelsInTheTimecodeDescription) {
+  Value s = settingsWith(0, false);
+  s.setObject("reelName", Value::string("A001C003"));
+  const auto run = request(defaultToolbox(), s);
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  EXPECT_EQ(reelNameIn(run->client.headers[0].bytes), "A001C003");
+}
+
+TEST(MovieCreatorTest, NonASCIIReelNameLeavesTheDescriptionWithoutAName) {
+  Value s = settingsWith(0, false);
+  s.setObject("reelName", Value::string("R\xC3\xA9el"));
+  const auto run = request(defaultToolbox(), s);
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  EXPECT_FALSE(reelNameIn(run->client.headers[0].bytes).has_value());
+}
+
+TEST(MovieCreatorTest, TrackAndMediaCreationFailuresNameTheTrack) {
+  for (const auto& [call, occurrence, message] :
+       {std::tuple{"NewMovieTrack", 1, "NewMovieTrack (Video) failed (-108)"},
+        {"NewMovieTrack", 2, "NewMovieTrack (Audio) failed (-108)"},
+        {"NewMovieTrack", 3, "NewMovieTrack (ClosedCaption) failed (-108)"},
+        {"NewMovieTrack", 4, "NewMovieTrack (TimeCode) failed (-108)"},
+        {"NewTrackMedia", 4, "NewTrackMedia (TimeCode) failed (-108)"}}) {
+    FaultInjectingToolbox toolbox;
+    toolbox.failCall(call, -108, std::nullopt, occurrence);
+    EXPECT_EQ(onlyFailure(*request(toolbox, settingsWith(1, true))), message);
+  }
+}
+
+TEST(MovieCreatorTest, FailedRequestStillLeavesQuickTimeForItsThread) {
+  FaultInjectingToolbox toolbox;
+  toolbox.failCall("InsertMediaIntoTrack", -108);
+  (void)request(toolbox, settingsWith(1, true));
+  EXPECT_EQ(toolbox.calls().back(), "ExitMoviesOnThread");
 }
 
 }  // namespace

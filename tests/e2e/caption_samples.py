@@ -1,0 +1,78 @@
+"""Closed-caption samples for a 'c708' track: a 'ccdp' atom around one CEA-708 cdp a frame.
+
+The cdp (caption distribution packet, SMPTE ST 334-2) carries only padding here: one null
+pair for each line 21 field, then DTVCC padding. Its sequence counter is the frame index, so
+every sample differs and a sample read from the wrong place shows.
+"""
+
+import struct
+from fractions import Fraction
+
+# cdp_frame_rate codes and the cc_count that fills one frame of the 9,600 bit/s caption channel.
+_FRAME_RATES = {
+    Fraction(24000, 1001): (1, 25),
+    Fraction(24): (2, 25),
+    Fraction(25): (3, 24),
+    Fraction(30000, 1001): (4, 20),
+    Fraction(30): (5, 20),
+    Fraction(50): (6, 12),
+    Fraction(60000, 1001): (7, 10),
+    Fraction(60): (8, 10),
+}
+
+_CDP_IDENTIFIER = 0x9669
+_CCDATA_ID = 0x72
+_FOOTER_ID = 0x74
+# ccdata_present, caption_service_active, and the reserved bit that is always 1.
+_CDP_FLAGS = 0x43
+# cc_data triplets: marker bits 11111, cc_valid, cc_type; then two data bytes.
+_FIELD1_NULL = bytes([0xFC, 0x80, 0x80])  # line 21 field 1, null pair with odd parity
+_FIELD2_NULL = bytes([0xFD, 0x80, 0x80])  # line 21 field 2, null pair with odd parity
+_DTVCC_PADDING = bytes([0xFA, 0x00, 0x00])  # not valid, DTVCC packet data
+
+
+def frame_rate_and_cc_count(frame_rate: Fraction) -> tuple[int, int]:
+    """The cdp_frame_rate code and the full cc_count for a frame rate in frames a second."""
+    if frame_rate not in _FRAME_RATES:
+        raise ValueError(f"no cdp frame rate code for {frame_rate} frames a second")
+    return _FRAME_RATES[frame_rate]
+
+
+def cdp_length(cc_count: int) -> int:
+    """Bytes in a cdp with no time code or service info: 7 header, 2 + 3 x cc_count, 4 footer."""
+    return 7 + 2 + 3 * cc_count + 4
+
+
+def make_cdp(sequence: int, frame_rate_code: int, cc_count: int) -> bytes:
+    """One cdp whose bytes sum to 0 modulo 256, as its checksum requires."""
+    triplets = (_FIELD1_NULL + _FIELD2_NULL + _DTVCC_PADDING * cc_count)[: 3 * cc_count]
+    body = struct.pack(
+        ">HBBBH",
+        _CDP_IDENTIFIER,
+        cdp_length(cc_count),
+        (frame_rate_code << 4) | 0x0F,  # cdp_frame_rate, then 4 reserved bits of 1
+        _CDP_FLAGS,
+        sequence & 0xFFFF,  # cdp_hdr_sequence_cntr
+    )
+    body += bytes([_CCDATA_ID, 0xE0 | cc_count]) + triplets  # marker bits 111, cc_count
+    body += bytes([_FOOTER_ID]) + struct.pack(">H", sequence & 0xFFFF)  # cdp_ftr_sequence_cntr
+    checksum = (256 - sum(body) % 256) % 256
+    return body + bytes([checksum])
+
+
+def ccdp_sample(sequence: int, frame_rate: Fraction, size: int) -> tuple[bytes, int]:
+    """A caption sample of exactly `size` bytes and the cc_count it holds.
+
+    The 'ccdp' atom spans the whole sample. When `size` is too small for the frame rate's full
+    cc_count, the cdp is shortened to fit; when it is larger, zeros follow the cdp inside the atom
+    (the cdp states its own length).
+    """
+    code, cc_count = frame_rate_and_cc_count(frame_rate)
+    atom_header = 8
+    while cc_count > 0 and atom_header + cdp_length(cc_count) > size:
+        cc_count -= 1
+    if atom_header + cdp_length(cc_count) > size:
+        raise ValueError(f"a caption sample of {size} bytes cannot hold a cdp")
+    cdp = make_cdp(sequence, code, cc_count)
+    sample = struct.pack(">I4s", size, b"ccdp") + cdp
+    return sample + bytes(size - len(sample)), cc_count
