@@ -114,6 +114,17 @@ TEST_F(InspectCommandTest, PlacesTheSamplesWhereTheLayoutPutThem) {
   EXPECT_EQ(answer["tracks"].size(), 5u);
 }
 
+TEST_F(InspectCommandTest, ReadsAnHourLongFileWithoutReadingItsMedia) {
+  // 117 GB, sparse: only the header and the atom headers around the media data are read.
+  writeExample("prores_hq_1080i2997_8ch_1h.json");
+  const OrderedJson answer = inspect(movie_.path());
+  EXPECT_FALSE(answer.contains("error")) << answer["error"];
+  ASSERT_EQ(answer["tracks"].size(), 11u);
+  EXPECT_EQ(answer["tracks"][0]["sampleCount"], 107892);
+  EXPECT_EQ(answer["tracks"][10]["lastSample"]["offset"].get<uint64_t>(),
+            layout_.places_.at("timecode").lastOffset);
+}
+
 TEST_F(InspectCommandTest, NamesAFileThatCannotBeRead) {
   std::ostringstream out, err;
   EXPECT_EQ(runInspectCommand(movie_.path(), out, err), kExitBadInput);

@@ -44,6 +44,13 @@ Result<FileExtent> extentOf(const std::string& path, uint64_t fileSize) {
       size = *size64;
       headerSize = 16;
     } else if (*size32 == 0) {
+      if (type->value == 0) {
+        // Zeros to the end: what follows the media data of a file extended to the reply's file
+        // size (which counts the 'mdat' header twice). Nothing to read there.
+        extent.atomsEnd = at;
+        at = fileSize;
+        break;
+      }
       size = fileSize - at;
     }
     if (size < headerSize || size > UINT64_MAX - at) break;
