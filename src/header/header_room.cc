@@ -12,7 +12,7 @@ uint32_t headerRoom(bool isLongGOP, int32_t fps) {
 }
 
 uint64_t mediaDataAtomStart(uint32_t headerRoom, bool globalTimecode) {
-  return headerRoom - kMdatHeaderSize - (globalTimecode ? kGlobalTimecodeSampleSize : 0);
+  return headerRoom - kMdatHeaderSize - (globalTimecode ? kTimecodeSampleSize : 0);
 }
 
 void closeHeaderRoom(std::vector<uint8_t>& header, size_t movieSize, uint64_t mdatStart,

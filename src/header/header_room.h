@@ -7,7 +7,7 @@
 namespace premoov {
 
 inline constexpr uint32_t kMdatHeaderSize = 16;
-inline constexpr uint32_t kGlobalTimecodeSampleSize = 4;
+inline constexpr uint32_t kTimecodeSampleSize = 4;  // a frame number, big-endian
 
 // The header room: the bytes before the media data, where the movie, a 'free' atom and the 'mdat'
 // header live. 4 MiB, or for long-GOP video fps x 10 MiB / 25 with the product formed in unsigned

@@ -103,7 +103,7 @@ void ZPRQuickTimeMovieCreator::writeQuickTimeHeaderAtPath(const std::string& pat
   const auto soundDescriptions = makeSoundDescriptions(toolbox_, s);
 
   const uint32_t room = headerRoom(s.isLongGOP, framesPerSecond(s.videoFrameDuration));
-  if (room < kMdatHeaderSize + kGlobalTimecodeSampleSize) {
+  if (room < kMdatHeaderSize + kTimecodeSampleSize) {
     // Only a wrapped long-GOP room can be this small: no place for the media data header.
     failWithError(stringWithFormat("Header room of %u bytes is too small", room));
     return;

@@ -6,6 +6,7 @@
 
 #include "base/log.h"
 #include "captions/cc_timing.h"
+#include "header/header_room.h"
 
 namespace premoov {
 namespace {
@@ -64,6 +65,7 @@ class Layout {
   Failure videoFrames(int64_t frames, bool withOverhead);
   Failure longGOPFrames(int64_t frames);
   Failure audioRuns(uint32_t samples, bool checked);
+  Failure timecodeAndCaptionRuns(uint32_t frames);
   void align(bool always);
 
   Toolbox& toolbox_;
@@ -178,6 +180,29 @@ Failure Layout::audioRuns(uint32_t samples, bool checked) {
   return std::nullopt;
 }
 
+// A group's timecode run (one 4-byte sample a frame, unless the timecode is global) and its
+// caption run (one sample a frame, of the room a caption sample needs at this rate).
+Failure Layout::timecodeAndCaptionRuns(uint32_t frames) {
+  if (!s_.globalTimecode) {
+    if (auto f =
+            reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                      "AddMediaSampleReferences64 (TimeCode) failed (%i)",
+                      uint64_t{kTimecodeSampleSize} * frames, frames, frameDuration_.value)) {
+      return f;
+    }
+  }
+  if (s_.addClosedCaptionTrack) {
+    const auto captionSize = static_cast<uint32_t>(
+        ZPRCCUtilities::closedCaptionMaxSampleSizeForFrameDuration(frameDuration_));
+    if (auto f = reference(*tracks_.closedCaptionMedia, tracks_.closedCaptionDescription,
+                           "captions", "AddMediaSampleReferences64 (ClosedCaption) failed (%i)",
+                           uint64_t{captionSize} * frames, frames, frameDuration_.value)) {
+      return f;
+    }
+  }
+  return std::nullopt;
+}
+
 void Layout::align(bool always) {
   if (in_.blockSize == 0) return;  // no block to align to
   const uint64_t rest = offset_ % in_.blockSize;
@@ -227,7 +252,6 @@ SampleLayoutResult Layout::run() {
 
   Failure failure = [&]() -> Failure {
     uint64_t remaining = F;
-    const int64_t fd = frameDuration_.value;
     while (G > 0 && static_cast<uint64_t>(G) <= remaining) {
       if (cancelled()) return std::nullopt;
       if (pastHeaderRoom()) {
@@ -239,23 +263,7 @@ SampleLayoutResult Layout::run() {
         if (auto f = s_.isLongGOP ? longGOPFrames(n) : videoFrames(n, true)) return f;
       }
       if (auto f = audioRuns(A, true)) return f;
-      const auto g = static_cast<uint32_t>(G);
-      if (!s_.globalTimecode) {
-        if (auto f =
-                reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                          "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * g, g, fd)) {
-          return f;
-        }
-      }
-      if (s_.addClosedCaptionTrack) {
-        const auto C = static_cast<uint32_t>(
-            ZPRCCUtilities::closedCaptionMaxSampleSizeForFrameDuration(frameDuration_));
-        if (auto f = reference(*tracks_.closedCaptionMedia, tracks_.closedCaptionDescription,
-                               "captions", "AddMediaSampleReferences64 (ClosedCaption) failed (%i)",
-                               uint64_t{C} * g, g, fd)) {
-          return f;
-        }
-      }
+      if (auto f = timecodeAndCaptionRuns(static_cast<uint32_t>(G))) return f;
       align(false);
       remaining -= static_cast<uint64_t>(G);
     }
@@ -274,22 +282,7 @@ SampleLayoutResult Layout::run() {
       left -= m;
     }
     (void)audioRuns(static_cast<uint32_t>((uint64_t{A} * R) / static_cast<uint32_t>(G)), false);
-    if (!s_.globalTimecode) {
-      if (auto f =
-              reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                        "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4ull * R, R, fd)) {
-        return f;
-      }
-    }
-    if (s_.addClosedCaptionTrack) {
-      const auto C = static_cast<uint32_t>(
-          ZPRCCUtilities::closedCaptionMaxSampleSizeForFrameDuration(frameDuration_));
-      if (auto f = reference(*tracks_.closedCaptionMedia, tracks_.closedCaptionDescription,
-                             "captions", "AddMediaSampleReferences64 (ClosedCaption) failed (%i)",
-                             uint64_t{C} * R, R, fd)) {
-        return f;
-      }
-    }
+    if (auto f = timecodeAndCaptionRuns(R)) return f;
     align(true);
     return std::nullopt;
   }();
