@@ -184,10 +184,9 @@ Failure Layout::audioRuns(uint32_t samples, bool checked) {
 // caption run (one sample a frame, of the room a caption sample needs at this rate).
 Failure Layout::timecodeAndCaptionRuns(uint32_t frames) {
   if (!s_.globalTimecode) {
-    if (auto f =
-            reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                      "AddMediaSampleReferences64 (TimeCode) failed (%i)",
-                      uint64_t{kTimecodeSampleSize} * frames, frames, frameDuration_.value)) {
+    if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                           "AddMediaSampleReferences64 (TimeCode) failed (%i)",
+                           uint64_t{kTimecodeSampleSize} * frames, frames, frameDuration_.value)) {
       return f;
     }
   }
@@ -215,12 +214,12 @@ SampleLayoutResult Layout::run() {
   if (in_.blockSize == 0) NSLog("Block size 0: groups are not aligned");
 
   if (s_.globalTimecode) {
-    offset_ -= 4;
+    offset_ -= kTimecodeSampleSize;
     const CMTime length = CMTimeConvertScale(in_.duration, frameDuration_.timescale,
                                              CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime);
-    if (auto f =
-            reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
-                      "AddMediaSampleReferences64 (TimeCode) failed (%i)", 4, 1, length.value)) {
+    if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
+                           "AddMediaSampleReferences64 (TimeCode) failed (%i)", kTimecodeSampleSize,
+                           1, length.value)) {
       return {f, offset_};
     }
   }
