@@ -1,8 +1,9 @@
 """Closed-caption samples for a 'c708' track: a 'ccdp' atom around one CEA-708 cdp a frame.
 
-The cdp (caption distribution packet, SMPTE ST 334-2) carries only padding here: one null
-pair for each line 21 field, then DTVCC padding. Its sequence counter is the frame index, so
-every sample differs and a sample read from the wrong place shows.
+The cdp (caption distribution packet, SMPTE ST 334-2) carries one line 21 byte pair for each
+field, then DTVCC padding. Field 1 spells a short roll-up caption on CC1 (CEA-608) over the first
+frames and null pairs after it; field 2 carries null pairs. The sequence counter is the frame
+index, so every sample differs and a sample read from the wrong place shows.
 """
 
 import struct
@@ -26,9 +27,14 @@ _FOOTER_ID = 0x74
 # ccdata_present, caption_service_active, and the reserved bit that is always 1.
 _CDP_FLAGS = 0x43
 # cc_data triplets: marker bits 11111, cc_valid, cc_type; then two data bytes.
-_FIELD1_NULL = bytes([0xFC, 0x80, 0x80])  # line 21 field 1, null pair with odd parity
-_FIELD2_NULL = bytes([0xFD, 0x80, 0x80])  # line 21 field 2, null pair with odd parity
+_FIELD1 = 0xFC  # valid, line 21 field 1
+_FIELD2_NULL = bytes([0xFD, 0x80, 0x80])  # valid, line 21 field 2, null pair with odd parity
 _DTVCC_PADDING = bytes([0xFA, 0x00, 0x00])  # not valid, DTVCC packet data
+_NULL_PAIR = bytes([0x80, 0x80])
+
+# CEA-608 CC1 control codes; a receiver sees each twice so that one lost pair does not count.
+_ROLL_UP_2 = bytes([0x14, 0x25])
+_CARRIAGE_RETURN = bytes([0x14, 0x2D])
 
 
 def frame_rate_and_cc_count(frame_rate: Fraction) -> tuple[int, int]:
@@ -43,9 +49,24 @@ def cdp_length(cc_count: int) -> int:
     return 7 + 2 + 3 * cc_count + 4
 
 
-def make_cdp(sequence: int, frame_rate_code: int, cc_count: int) -> bytes:
+def _odd_parity(byte: int) -> int:
+    return byte | (0x80 if bin(byte).count("1") % 2 == 0 else 0)
+
+
+def roll_up_pairs(text: str) -> list[bytes]:
+    """Line 21 field 1 byte pairs, one a frame, that put `text` on a 2-row roll-up caption."""
+    pairs = [_ROLL_UP_2, _ROLL_UP_2, _CARRIAGE_RETURN, _CARRIAGE_RETURN]
+    padded = text + ("\0" if len(text) % 2 else "")
+    for i in range(0, len(padded), 2):
+        pairs.append(bytes(ord(c) for c in padded[i:i + 2]))
+    return [bytes(_odd_parity(b) for b in pair) for pair in pairs]
+
+
+def make_cdp(sequence: int, frame_rate_code: int, cc_count: int,
+             field1_pair: bytes = _NULL_PAIR) -> bytes:
     """One cdp whose bytes sum to 0 modulo 256, as its checksum requires."""
-    triplets = (_FIELD1_NULL + _FIELD2_NULL + _DTVCC_PADDING * cc_count)[: 3 * cc_count]
+    line21 = bytes([_FIELD1]) + field1_pair + _FIELD2_NULL
+    triplets = (line21 + _DTVCC_PADDING * cc_count)[: 3 * cc_count]
     body = struct.pack(
         ">HBBBH",
         _CDP_IDENTIFIER,
@@ -60,7 +81,8 @@ def make_cdp(sequence: int, frame_rate_code: int, cc_count: int) -> bytes:
     return body + bytes([checksum])
 
 
-def ccdp_sample(sequence: int, frame_rate: Fraction, size: int) -> tuple[bytes, int]:
+def ccdp_sample(sequence: int, frame_rate: Fraction, size: int,
+                field1_pair: bytes = _NULL_PAIR) -> tuple[bytes, int]:
     """A caption sample of exactly `size` bytes and the cc_count it holds.
 
     The 'ccdp' atom spans the whole sample. When `size` is too small for the frame rate's full
@@ -73,6 +95,6 @@ def ccdp_sample(sequence: int, frame_rate: Fraction, size: int) -> tuple[bytes, 
         cc_count -= 1
     if atom_header + cdp_length(cc_count) > size:
         raise ValueError(f"a caption sample of {size} bytes cannot hold a cdp")
-    cdp = make_cdp(sequence, code, cc_count)
+    cdp = make_cdp(sequence, code, cc_count, field1_pair)
     sample = struct.pack(">I4s", size, b"ccdp") + cdp
     return sample + bytes(size - len(sample)), cc_count

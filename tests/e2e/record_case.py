@@ -1,0 +1,490 @@
+#!/usr/bin/env python3
+"""Plays the recorder for one premoov request, then checks that readers play the file back.
+
+premoov writes the movie header for the whole duration before anything is recorded. This
+program does what a recorder does next: it makes the media, writes every sample at the offset
+the plan gives it and nothing anywhere else, and closes the file. Then ffmpeg must decode every
+frame and every audio sample as they were made, ffprobe must find every sample where it was
+written, and ffprobe and MediaInfo must report the start timecode and the reel name.
+
+  python3 -B record_case.py --premoov BUILD/tools/premoov/premoov --request REQUEST.json \\
+      --start-timecode 01:00:00:00 --work-dir DIR [--keep-files]
+
+The start timecode is written with colons; it is drop-frame when the request says so.
+Exit status: 0 when every check passes, 1 when one fails, 77 when a reader is not installed.
+"""
+
+import argparse
+import json
+import shutil
+import struct
+import subprocess
+import sys
+from collections import defaultdict
+from dataclasses import dataclass
+from fractions import Fraction
+from pathlib import Path
+
+import caption_samples
+import reader_checks as readers
+import source_media
+import timecode_samples
+
+# 'mdat' with a 64-bit size, or a 32-bit 'mdat' with an 8-byte 'wide' atom first inside it.
+MDAT_HEADER_SIZE = 16
+READERS = ("ffmpeg", "ffprobe", "mediainfo")
+EXIT_SKIPPED = 77
+CAPTION_TEXT = "PREMOOV"
+# What AddressSanitizer and UndefinedBehaviorSanitizer print, in builds with PREMOOV_SANITIZE.
+SANITIZER_MARKS = ("runtime error:", "AddressSanitizer", "LeakSanitizer")
+
+
+class Checks:
+    """Counts what passed and keeps what failed, so that one run reports everything it finds."""
+
+    def __init__(self):
+        self.passed = 0
+        self.failures: list[str] = []
+
+    def expect(self, ok: bool, what: str, detail: str = "") -> bool:
+        if ok:
+            self.passed += 1
+            print(f"  ok    {what}")
+        else:
+            self.failures.append(f"{what}: {detail}")
+            print(f"  FAIL  {what}: {detail}")
+        return ok
+
+    def equal(self, actual, expected, what: str) -> bool:
+        return self.expect(actual == expected, what, f"got {actual!r}, expected {expected!r}")
+
+
+def note(text: str) -> None:
+    print(f"  note  {text}")
+
+
+@dataclass
+class Reference:
+    """`count` samples of size / count bytes each, back to back from `offset`."""
+
+    track: str
+    offset: int
+    size: int
+    count: int
+    duration: int
+    flags: int
+
+    @property
+    def sample_size(self) -> int:
+        return self.size // self.count if self.count else 0
+
+
+@dataclass
+class Case:
+    """A request and the figures a recording of it must come to."""
+
+    request: dict
+    start_timecode: str
+
+    @property
+    def settings(self) -> dict:
+        return self.request["settings"]
+
+    @property
+    def frame_duration(self) -> Fraction:  # seconds
+        fd = self.settings["videoFrameDuration"]
+        return Fraction(fd["value"], fd["timescale"])
+
+    @property
+    def frames(self) -> int:
+        """Whole frames in the request's duration."""
+        d = self.request["duration"]
+        return int(Fraction(d["value"], d["timescale"]) // self.frame_duration)
+
+    @property
+    def timecode_fps(self) -> int:
+        return round(1 / self.frame_duration)
+
+    @property
+    def drop_frame(self) -> bool:
+        return bool(self.settings.get("timecodeIsDropFrame", False))
+
+    @property
+    def asbds(self) -> list[dict]:
+        return self.settings.get("asbds", [])[: self.settings.get("numberOfAudioTracks", 0)]
+
+    def audio_samples(self, asbd: dict) -> int:
+        """Sample frames a track holds when it covers the whole duration."""
+        d = self.request["duration"]
+        return int(Fraction(d["value"], d["timescale"]) * Fraction(asbd["sampleRate"]))
+
+    def start_frame(self) -> int:
+        return timecode_samples.frame_number(self.start_timecode, self.timecode_fps,
+                                             self.drop_frame)
+
+    def label(self, frame: int) -> str:
+        return timecode_samples.timecode_text(frame, self.timecode_fps, self.drop_frame)
+
+
+def run_premoov(premoov: str, args: list[str]) -> dict:
+    done = subprocess.run([premoov, *args], capture_output=True, text=True)
+    if done.returncode != 0:
+        raise RuntimeError(f"premoov {' '.join(args)} failed ({done.returncode}):\n"
+                           f"{done.stdout}{done.stderr}")
+    if any(mark in done.stderr for mark in SANITIZER_MARKS):
+        raise RuntimeError(f"premoov {' '.join(args)} tripped a sanitizer:\n{done.stderr}")
+    if done.stderr:
+        note(f"premoov {args[0]} said: {done.stderr.strip()}")
+    return json.loads(done.stdout)
+
+
+def by_track(references: list[Reference]) -> dict[str, list[Reference]]:
+    tracks: dict[str, list[Reference]] = defaultdict(list)
+    for reference in references:
+        tracks[reference.track].append(reference)
+    return tracks
+
+
+def merged_ranges(ranges: list[tuple[int, int]]) -> list[tuple[int, int]]:
+    """(start, end) byte ranges in file order, touching ones joined."""
+    merged: list[tuple[int, int]] = []
+    for start, end in sorted(r for r in ranges if r[1] > r[0]):
+        if merged and merged[-1][1] == start:
+            merged[-1] = (merged[-1][0], end)
+        else:
+            merged.append((start, end))
+    return merged
+
+
+def check_plan(case: Case, plan: dict, references: list[Reference], checks: Checks) -> None:
+    """What the plan must say for a recording of the whole duration, before anything is written."""
+    tracks = by_track(references)
+    samples = {track: sum(r.count for r in refs) for track, refs in tracks.items()}
+    checks.equal(samples.get("video", 0), case.frames, "plan: one video sample a frame")
+
+    for reference in references:
+        if reference.count and reference.size % reference.count:
+            checks.expect(False, "plan: whole samples",
+                          f"{reference} is not {reference.count} equal samples")
+    for number, asbd in enumerate(case.asbds, start=1):
+        track = f"audio{number}"
+        checks.equal(samples.get(track, 0), case.audio_samples(asbd),
+                     f"plan: {track} covers the duration")
+        sizes = {r.sample_size for r in tracks.get(track, []) if r.count}
+        checks.equal(sizes, {asbd["bytesPerFrame"]}, f"plan: {track} sample size")
+    checks.equal(sorted(t for t in tracks if t.startswith("audio")),
+                 sorted(f"audio{n}" for n in range(1, len(case.asbds) + 1)),
+                 "plan: the request's audio tracks")
+
+    # Audio samples last one tick of the sample rate; the other tracks' samples a frame.
+    frame_value = case.settings["videoFrameDuration"]["value"]
+    global_timecode = case.settings.get("globalTimecode", False)
+    for track, refs in sorted(tracks.items()):
+        if track == "timecode" and global_timecode:
+            continue  # one sample for the whole duration, checked below
+        expected = 1 if track.startswith("audio") else frame_value
+        checks.equal({r.duration for r in refs if r.count}, {expected},
+                     f"plan: {track} sample duration")
+
+    if global_timecode:
+        # One sample lasting the whole duration, in the frame duration's time scale.
+        d = case.request["duration"]
+        length = round(Fraction(d["value"], d["timescale"])
+                       * case.settings["videoFrameDuration"]["timescale"])
+        checks.equal([(r.count, r.size, r.duration) for r in tracks.get("timecode", [])],
+                     [(1, 4, length)], "plan: one global timecode sample for the whole duration")
+    else:
+        checks.equal(samples.get("timecode", 0), case.frames, "plan: one timecode sample a frame")
+        checks.equal({r.sample_size for r in tracks.get("timecode", []) if r.count}, {4},
+                     "plan: 4-byte timecode samples")
+    if case.settings.get("addClosedCaptionTrack", False):
+        checks.equal(samples.get("captions", 0), case.frames, "plan: one caption sample a frame")
+    else:
+        checks.expect("captions" not in tracks, "plan: no caption track", "captions planned")
+
+    # Every sample inside the media data, none overlapping another.
+    payload_start = plan["mdatStart"] + MDAT_HEADER_SIZE
+    spans = sorted((r.offset, r.offset + r.size, r.track) for r in references if r.size)
+    overlaps = [(a, b) for a, b in zip(spans, spans[1:]) if b[0] < a[1]]
+    checks.equal(overlaps, [], "plan: no two samples share a byte")
+    outside = [s for s in spans if s[0] < payload_start or s[1] > plan["end"]]
+    checks.equal(outside, [], "plan: every sample inside the media data")
+    checks.expect(plan["end"] <= plan["fileSize"], "plan: media end within the file size",
+                  f"end {plan['end']} > fileSize {plan['fileSize']}")
+
+
+def top_level_atoms(path: Path) -> list[tuple[str, int, int]]:
+    """(type, offset, size) of each top-level atom, up to one of size 0 or past the file's end."""
+    atoms = []
+    size_of_file = path.stat().st_size
+    with open(path, "rb") as file:
+        offset = 0
+        while offset + 8 <= size_of_file:
+            file.seek(offset)
+            size, kind = struct.unpack(">I4s", file.read(8))
+            if size == 1:
+                size = struct.unpack(">Q", file.read(8))[0]
+            atoms.append((kind.decode("latin-1"), offset, size))
+            if size < 8 or offset + size > size_of_file:
+                break
+            offset += size
+    return atoms
+
+
+def check_written_file(plan: dict, answer: dict, mov: Path, checks: Checks) -> None:
+    """What `premoov write` left on disk: the header, then a media data atom to the plan's end."""
+    checks.equal(answer["fileSize"], plan["fileSize"], "write: file size as planned")
+    checks.equal(answer["frameSize"], plan["frameSize"], "write: frame size as planned")
+    checks.equal(mov.stat().st_size, plan["fileSize"], "write: file extended to its final size")
+    atoms = top_level_atoms(mov)
+    kinds = [kind for kind, _, _ in atoms]
+    checks.expect(kinds[:1] == ["moov"], "file: the movie atom first", f"atoms {atoms}")
+    mdat = [(offset, offset + size) for kind, offset, size in atoms if kind == "mdat"]
+    checks.equal(mdat, [(plan["mdatStart"], plan["end"])], "file: media data atom as planned")
+    tail = plan["fileSize"] - plan["end"]
+    if tail > 0:
+        with open(mov, "rb") as file:
+            file.seek(plan["end"])
+            checks.equal(file.read(tail), bytes(tail), "file: bytes past the media data are zero")
+        note(f"the file is {tail} bytes longer than its atoms "
+             f"(fileSize {plan['fileSize']} = end {plan['end']} + {tail})")
+
+
+class Sources:
+    """The samples of every track, handed out in recording order."""
+
+    def __init__(self, case: Case, video: source_media.VideoSource, audio: list[bytes]):
+        self.case = case
+        self.video_frames = video.frames()
+        self.audio = audio
+        self.audio_used = [0] * len(audio)
+        self.timecode_frame = case.start_frame()
+        self.caption_sequence = 0
+        self.caption_pairs = caption_samples.roll_up_pairs(CAPTION_TEXT)
+        self.caption_cc_counts: set[int] = set()
+
+    def take(self, track: str, count: int, sample_size: int) -> list[bytes]:
+        if track == "video":
+            return [self.padded_frame(next(self.video_frames), sample_size) for _ in range(count)]
+        if track.startswith("audio"):
+            index = int(track[len("audio"):]) - 1
+            start = self.audio_used[index]
+            self.audio_used[index] += count * sample_size
+            data = self.audio[index][start:self.audio_used[index]]
+            return [data[i:i + sample_size] for i in range(0, len(data), sample_size)]
+        if track == "timecode":
+            samples = [timecode_samples.timecode_sample(self.timecode_frame + i)
+                       for i in range(count)]
+            self.timecode_frame += count
+            return samples
+        if track == "captions":
+            samples = []
+            for _ in range(count):
+                pairs = self.caption_pairs[self.caption_sequence:self.caption_sequence + 1]
+                sample, cc_count = caption_samples.ccdp_sample(
+                    self.caption_sequence, 1 / self.case.frame_duration, sample_size, *pairs)
+                self.caption_cc_counts.add(cc_count)
+                self.caption_sequence += 1
+                samples.append(sample)
+            return samples
+        raise ValueError(f"the plan names a track the recorder does not know: {track!r}")
+
+    def padded_frame(self, frame: bytes, sample_size: int) -> bytes:
+        if sample_size < len(frame):
+            raise RuntimeError(f"a planned video sample of {sample_size} bytes cannot hold a "
+                               f"{len(frame)}-byte frame")
+        return frame + bytes(sample_size - len(frame))
+
+
+def record(mov: Path, references: list[Reference], sources: Sources):
+    """Writes every planned sample at its offset; returns (offset, size, MD5) of each by track."""
+    written: dict[str, list[tuple[int, int, str]]] = defaultdict(list)
+    with open(mov, "r+b") as file:
+        for reference in references:
+            if reference.count == 0:
+                continue
+            samples = sources.take(reference.track, reference.count, reference.sample_size)
+            data = b"".join(samples)
+            if len(data) != reference.size:
+                raise RuntimeError(f"{reference.track} ran out of media at {reference}")
+            file.seek(reference.offset)
+            file.write(data)
+            offset = reference.offset
+            for sample in samples:
+                written[reference.track].append((offset, len(sample), readers.md5(sample)))
+                offset += len(sample)
+    return written
+
+
+def check_packets(case: Case, mov: Path, references: list[Reference],
+                  written: dict[str, list[tuple[int, int, str]]], checks: Checks) -> None:
+    """ffprobe must read every sample from where it was written, and nothing else."""
+    streams = readers.probe_streams(mov)
+    packets = readers.probe_packets(mov)
+    tracks: dict[str, int] = {}
+    audio = [s.index for s in streams if s.codec_type == "audio"]
+    for number, index in enumerate(audio, start=1):
+        tracks[f"audio{number}"] = index
+    for s in streams:
+        if s.codec_type == "video":
+            tracks.setdefault("video", s.index)
+        elif s.codec_tag == "tmcd":
+            tracks["timecode"] = s.index
+        elif s.codec_tag in ("c608", "c708"):
+            tracks["captions"] = s.index
+    checks.equal(sorted(tracks), sorted(by_track(references)), "ffprobe: the planned tracks")
+    checks.equal(len(streams), len(tracks), "ffprobe: no other streams")
+
+    for track, index in sorted(tracks.items()):
+        found = packets.get(index, [])
+        if track.startswith("audio"):
+            # PCM comes in pieces of up to 1,024 frames: compare the byte ranges they cover.
+            planned = merged_ranges([(r.offset, r.offset + r.size) for r in references
+                                     if r.track == track])
+            read = merged_ranges([(p.pos, p.pos + p.size) for p in found])
+            checks.equal(read, planned, f"ffprobe: {track} read from the planned ranges")
+            continue
+        got = [(p.pos, p.size, p.md5) for p in found]
+        expected = written.get(track, [])
+        first_difference = next(
+            (i for i, (a, b) in enumerate(zip(got, expected)) if a != b), None)
+        checks.expect(got == expected,
+                      f"ffprobe: {len(expected)} {track} samples at their offsets, as written",
+                      f"{len(got)} packets; first difference at sample {first_difference}: "
+                      f"{got[first_difference] if first_difference is not None else '-'} vs "
+                      f"{expected[first_difference] if first_difference is not None else '-'}")
+        stream = next(s for s in streams if s.index == index)
+        if track == "video":
+            # ffmpeg gives the video stream the timecode of the track its 'tmcd' reference names.
+            checks.equal(stream.tags.get("timecode"), case.label(case.start_frame()),
+                         "ffprobe: start timecode of the video track")
+        if track == "timecode":
+            checks.equal(stream.tags.get("timecode"), case.label(case.start_frame()),
+                         "ffprobe: start timecode")
+            checks.equal(stream.tags.get("reel_name"), case.settings.get("reelName"),
+                         "ffprobe: reel name")
+
+
+def check_video(case: Case, mov: Path, video: source_media.VideoSource, checks: Checks) -> None:
+    source = readers.frame_hashes(video.demuxer_args(), [])
+    checks.equal(len(set(h for _, h in source)), len(source),
+                 "source: every frame differs (so a misplaced one shows)")
+    decoded = readers.frame_hashes(["-i", str(mov)], ["-map", "0:v:0"])
+    checks.equal(len(decoded), case.frames, "ffmpeg: decoded frame count")
+    first_difference = next((i for i, (a, b) in enumerate(zip(decoded, source)) if a != b), None)
+    checks.expect(decoded == source, "ffmpeg: every decoded frame equals the source frame",
+                  f"first difference at frame {first_difference}")
+
+
+def check_audio(case: Case, mov: Path, audio: list[bytes], checks: Checks) -> None:
+    for index, (asbd, source) in enumerate(zip(case.asbds, audio)):
+        form = source_media.pcm_format(asbd)
+        decoded = readers.decoded_audio(mov, index, form)
+        track = f"audio{index + 1}"
+        checks.equal(len(decoded) // asbd["bytesPerFrame"], case.audio_samples(asbd),
+                     f"ffmpeg: {track} decoded sample count ({form})")
+        checks.expect(decoded == source, f"ffmpeg: every {track} sample equals the source",
+                      f"md5 {readers.md5(decoded)} vs {readers.md5(source)}")
+
+
+def check_mediainfo(case: Case, mov: Path, caption_cc_counts: set[int], checks: Checks) -> None:
+    start = case.start_frame()
+    other = readers.mediainfo(mov, "Other", ["Type", "TimeCode_FirstFrame", "TimeCode_LastFrame",
+                                             "Title"])
+    checks.equal(other, [["Time code", case.label(start), case.label(start + case.frames - 1),
+                          case.settings.get("reelName", "")]],
+                 "MediaInfo: timecode of first and last frame, reel name")
+    if case.settings.get("addClosedCaptionTrack", False):
+        # MediaInfo lists the track only when its cdps carry captions: it found CC1 in them.
+        lengths = sorted(caption_samples.cdp_length(n) for n in caption_cc_counts)
+        text = readers.mediainfo(mov, "Text", ["Format", "MuxingMode", "CodecID", "FrameCount",
+                                               "CaptionServiceName", "cdp_length_Min",
+                                               "cdp_length_Max"])
+        checks.equal(text, [["EIA-608", "Final Cut / CDP", "c708", str(case.frames), "CC1",
+                             str(lengths[0]), str(lengths[-1])]],
+                     f"MediaInfo: the {CAPTION_TEXT!r} caption in every cdp")
+
+
+def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Path,
+             checks: Checks) -> None:
+    case = Case(json.loads(request_path.read_text()), start_timecode)
+    mov = work_dir / "recorded.mov"
+    plan = run_premoov(premoov, ["plan", str(request_path)])
+    answer = run_premoov(premoov, ["write", str(request_path), "--file", str(mov)])
+    references = [Reference(**{k: r[k] for k in Reference.__dataclass_fields__})
+                  for r in plan["references"]]
+    print(f"{request_path.name}: {case.frames} frames, {len(references)} references, "
+          f"frameSize {plan['frameSize']}, fileSize {plan['fileSize']}")
+    check_plan(case, plan, references, checks)
+    check_written_file(plan, answer, mov, checks)
+
+    settings = case.settings
+    width, height = settings["videoDimensions"]
+    video = source_media.make_video(work_dir / "source.video", settings["videoCodec"], width,
+                                    height, 1 / case.frame_duration, case.frames)
+    if plan["frameSize"] != video.frame_size:
+        note(f"ffmpeg's '{video.codec}' frame is {video.frame_size} bytes; the plan's frame is "
+             f"{plan['frameSize']}: frames are padded with zeros")
+    checks.expect(plan["frameSize"] >= video.frame_size, "plan: a frame fits its sample",
+                  f"frameSize {plan['frameSize']} < {video.frame_size} bytes of a "
+                  f"'{video.codec}' frame")
+    checks.expect(plan["frameSize"] == video.frame_size
+                  or plan["frameSize"] == settings.get("maxVideoFrameSize"),
+                  "plan: frame size is the codec's, or the request's maximum",
+                  f"frameSize {plan['frameSize']}, codec frame {video.frame_size}")
+    if checks.failures:
+        return  # a recording on a wrong plan would only repeat the failures
+    frequencies = [440.0 * (1 + n) for n in range(len(case.asbds))]
+    audio = [source_media.make_audio(work_dir / f"source.audio{n + 1}", asbd, frequency,
+                                     case.audio_samples(asbd))
+             for n, (asbd, frequency) in enumerate(zip(case.asbds, frequencies))]
+
+    sources = Sources(case, video, audio)
+    written = record(mov, references, sources)
+    checks.equal(mov.stat().st_size, plan["fileSize"], "record: the file keeps its size")
+    if sources.caption_cc_counts:
+        full = caption_samples.frame_rate_and_cc_count(1 / case.frame_duration)[1]
+        if sources.caption_cc_counts != {full}:
+            note(f"caption samples too small for cc_count {full}: cdps hold "
+                 f"{sorted(sources.caption_cc_counts)} triplets")
+
+    check_packets(case, mov, references, written, checks)
+    check_video(case, mov, video, checks)
+    check_audio(case, mov, audio, checks)
+    check_mediainfo(case, mov, sources.caption_cc_counts, checks)
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--premoov", required=True, help="the premoov tool under test")
+    parser.add_argument("--request", required=True, type=Path, help="the request file")
+    parser.add_argument("--start-timecode", required=True,
+                        help="timecode of the first frame, hh:mm:ss:ff")
+    parser.add_argument("--work-dir", required=True, type=Path,
+                        help="where the recorded file and its sources go while the case runs")
+    parser.add_argument("--keep-files", action="store_true", help="leave the files for a look")
+    args = parser.parse_args()
+
+    missing = [tool for tool in READERS if shutil.which(tool) is None]
+    if missing:
+        print(f"not run: {', '.join(missing)} not installed")
+        return EXIT_SKIPPED
+    work_dir = args.work_dir / args.request.stem
+    shutil.rmtree(work_dir, ignore_errors=True)
+    work_dir.mkdir(parents=True)
+    checks = Checks()
+    try:
+        run_case(args.premoov, args.request, args.start_timecode, work_dir, checks)
+    except (RuntimeError, ValueError, StopIteration) as error:
+        checks.expect(False, "recording", str(error))
+    finally:
+        if not args.keep_files:
+            shutil.rmtree(work_dir, ignore_errors=True)
+    print(f"{checks.passed} checks passed, {len(checks.failures)} failed")
+    for failure in checks.failures:
+        print(f"FAILED: {failure}")
+    return 1 if checks.failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
