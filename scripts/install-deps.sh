@@ -6,7 +6,7 @@ packages=(
   g++ cmake ninja-build pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev libplist-dev libicu-dev
-  ffmpeg mediainfo nodejs npm python3
+  ffmpeg mediainfo python3
 )
 [ "${1:-}" = "--build-only" ] && packages=(
   g++ cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
@@ -16,6 +16,11 @@ missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
 done
+# Node.js and npm may come from Debian or from a newer distribution of Node.js: look for the
+# commands rather than for Debian's packages.
+if [ "${1:-}" != "--build-only" ] && ! { command -v node && command -v npm; } >/dev/null 2>&1; then
+  missing+=(nodejs npm)
+fi
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
   sudo_cmd=""
