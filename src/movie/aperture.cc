@@ -29,7 +29,13 @@ std::optional<std::span<const uint8_t>> extension(const SampleDescription& d, Fo
   return std::nullopt;
 }
 
-Fixed toFixed(double v) { return static_cast<Fixed>(v * 65536.0 + 0.5); }
+// `v` in 16.16, to the nearest 1/65536; nothing when 16.16 cannot hold it (32768 and beyond),
+// since converting such a value to an integer is undefined.
+std::optional<Fixed> toFixed(double v) {
+  const double scaled = v * 65536.0 + 0.5;
+  if (!(scaled >= 0) || scaled >= 2147483648.0) return std::nullopt;
+  return static_cast<Fixed>(scaled);
+}
 
 }  // namespace
 
@@ -58,14 +64,11 @@ OSErr Toolbox::SetTrackApertureModeDimensionsUsingSampleDescription(
     if (w.denominator > 0) cleanWidth = w.numerator / w.denominator;
     if (h.denominator > 0) cleanHeight = h.numerator / h.denominator;
   }
-  ApertureDimensions a;
-  a.cleanWidth = toFixed(cleanWidth * aspect);
-  a.cleanHeight = toFixed(cleanHeight);
-  a.productionWidth = toFixed(width * aspect);
-  a.productionHeight = toFixed(height);
-  a.encodedWidth = toFixed(width);
-  a.encodedHeight = toFixed(height);
-  track.aperture = a;
+  const auto cw = toFixed(cleanWidth * aspect), ch = toFixed(cleanHeight);
+  const auto pw = toFixed(width * aspect), ph = toFixed(height);
+  const auto ew = toFixed(width), eh = toFixed(height);
+  if (!cw || !ch || !pw || !ph || !ew || !eh) return paramErr;
+  track.aperture = ApertureDimensions{*cw, *ch, *pw, *ph, *ew, *eh};
   return noErr;
 }
 

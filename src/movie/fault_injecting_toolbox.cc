@@ -13,41 +13,52 @@ int FaultInjectingToolbox::callCount(const std::string& call) const {
   return n;
 }
 
-OSErr FaultInjectingToolbox::injected(const std::string& call, const Media* media) {
+namespace {
+
+std::optional<FourCC> mediaTypeOf(const Track& track) {
+  if (!track.media) return std::nullopt;
+  return track.media->type;
+}
+
+}  // namespace
+
+OSErr FaultInjectingToolbox::injected(const std::string& call, std::optional<FourCC> mediaType) {
   calls_.push_back(call);
+  // Every fault on the call counts it, so that the n-th call means the same for all of them.
+  OSErr status = noErr;
   for (auto& fault : faults_) {
     if (fault.call != call) continue;
-    if (fault.mediaType && (media == nullptr || media->type != *fault.mediaType)) continue;
-    if (++fault.seen == fault.occurrence) return fault.status;
+    if (fault.mediaType && mediaType != fault.mediaType) continue;
+    if (++fault.seen == fault.occurrence && status == noErr) status = fault.status;
   }
-  return noErr;
+  return status;
 }
 
 OSErr FaultInjectingToolbox::EnterMoviesOnThread(uint32_t flags) {
-  if (OSErr err = injected("EnterMoviesOnThread", nullptr)) return err;
+  if (OSErr err = injected("EnterMoviesOnThread")) return err;
   return Toolbox::EnterMoviesOnThread(flags);
 }
 
 OSErr FaultInjectingToolbox::ExitMoviesOnThread() {
-  if (OSErr err = injected("ExitMoviesOnThread", nullptr)) return err;
+  if (OSErr err = injected("ExitMoviesOnThread")) return err;
   return Toolbox::ExitMoviesOnThread();
 }
 
 OSErr FaultInjectingToolbox::NewMovie(uint32_t flags, std::unique_ptr<Movie>* movie) {
-  if (OSErr err = injected("NewMovie", nullptr)) return err;
+  if (OSErr err = injected("NewMovie")) return err;
   return Toolbox::NewMovie(flags, movie);
 }
 
 OSErr FaultInjectingToolbox::NewMovieTrack(Movie& movie, Fixed width, Fixed height,
                                            ShortFixed volume, Track** track) {
-  if (OSErr err = injected("NewMovieTrack", nullptr)) return err;
+  if (OSErr err = injected("NewMovieTrack")) return err;
   return Toolbox::NewMovieTrack(movie, width, height, volume, track);
 }
 
 OSErr FaultInjectingToolbox::NewTrackMedia(Track& track, OSType mediaType, TimeScale timescale,
                                            const DataReference& dataRef, OSType dataRefType,
                                            Media** media) {
-  if (OSErr err = injected("NewTrackMedia", track.media.get())) return err;
+  if (OSErr err = injected("NewTrackMedia", mediaType)) return err;
   return Toolbox::NewTrackMedia(track, mediaType, timescale, dataRef, dataRefType, media);
 }
 
@@ -55,25 +66,25 @@ OSErr FaultInjectingToolbox::QTNewDataReferenceFromFullPathCFString(std::string_
                                                                     int32_t pathStyle,
                                                                     uint32_t flags,
                                                                     DataReference* dataRef) {
-  if (OSErr err = injected("QTNewDataReferenceFromFullPathCFString", nullptr)) return err;
+  if (OSErr err = injected("QTNewDataReferenceFromFullPathCFString")) return err;
   return Toolbox::QTNewDataReferenceFromFullPathCFString(path, pathStyle, flags, dataRef);
 }
 
 OSErr FaultInjectingToolbox::AddMediaDataRef(Media& media, int16_t* index,
                                              const DataReference& dataRef, OSType dataRefType) {
-  if (OSErr err = injected("AddMediaDataRef", &media)) return err;
+  if (OSErr err = injected("AddMediaDataRef", media.type)) return err;
   return Toolbox::AddMediaDataRef(media, index, dataRef, dataRefType);
 }
 
 OSErr FaultInjectingToolbox::SetMediaDataRef(Media& media, int16_t index,
                                              const DataReference& dataRef, OSType dataRefType) {
-  if (OSErr err = injected("SetMediaDataRef", &media)) return err;
+  if (OSErr err = injected("SetMediaDataRef", media.type)) return err;
   return Toolbox::SetMediaDataRef(media, index, dataRef, dataRefType);
 }
 
 OSErr FaultInjectingToolbox::SetMediaDataRefAttributes(Media& media, int16_t index,
                                                        int32_t attributes) {
-  if (OSErr err = injected("SetMediaDataRefAttributes", &media)) return err;
+  if (OSErr err = injected("SetMediaDataRefAttributes", media.type)) return err;
   return Toolbox::SetMediaDataRefAttributes(media, index, attributes);
 }
 
@@ -82,21 +93,21 @@ OSErr FaultInjectingToolbox::AddMediaSampleReferences64(Media& media,
                                                         uint32_t numberOfSamples,
                                                         const SampleReference64Record* sampleRefs,
                                                         TimeValue64* sampleTime) {
-  if (OSErr err = injected("AddMediaSampleReferences64", &media)) return err;
+  if (OSErr err = injected("AddMediaSampleReferences64", media.type)) return err;
   return Toolbox::AddMediaSampleReferences64(media, description, numberOfSamples, sampleRefs,
                                              sampleTime);
 }
 
 OSErr FaultInjectingToolbox::QTSampleTableCreateMutable(TimeScale timescale,
                                                         std::unique_ptr<SampleTable>* table) {
-  if (OSErr err = injected("QTSampleTableCreateMutable", nullptr)) return err;
+  if (OSErr err = injected("QTSampleTableCreateMutable")) return err;
   return Toolbox::QTSampleTableCreateMutable(timescale, table);
 }
 
 OSErr FaultInjectingToolbox::QTSampleTableAddSampleDescription(
     SampleTable& table, const SampleDescriptionHandle& description, int32_t mediaDescriptionIndex,
     int64_t* id) {
-  if (OSErr err = injected("QTSampleTableAddSampleDescription", nullptr)) return err;
+  if (OSErr err = injected("QTSampleTableAddSampleDescription")) return err;
   return Toolbox::QTSampleTableAddSampleDescription(table, description, mediaDescriptionIndex, id);
 }
 
@@ -104,7 +115,7 @@ OSErr FaultInjectingToolbox::QTSampleTableAddSampleReferences(
     SampleTable& table, int64_t dataOffset, uint32_t dataSize, TimeValue64 decodeDuration,
     TimeValue64 displayOffset, int64_t numberOfSamples, uint32_t sampleFlags, int64_t descriptionID,
     int64_t* newSampleNum) {
-  if (OSErr err = injected("QTSampleTableAddSampleReferences", nullptr)) return err;
+  if (OSErr err = injected("QTSampleTableAddSampleReferences")) return err;
   return Toolbox::QTSampleTableAddSampleReferences(table, dataOffset, dataSize, decodeDuration,
                                                    displayOffset, numberOfSamples, sampleFlags,
                                                    descriptionID, newSampleNum);
@@ -113,27 +124,27 @@ OSErr FaultInjectingToolbox::QTSampleTableAddSampleReferences(
 OSErr FaultInjectingToolbox::AddSampleTableToMedia(Media& media, const SampleTable& table,
                                                    int64_t firstSample, int64_t numberOfSamples,
                                                    TimeValue64* sampleTime) {
-  if (OSErr err = injected("AddSampleTableToMedia", &media)) return err;
+  if (OSErr err = injected("AddSampleTableToMedia", media.type)) return err;
   return Toolbox::AddSampleTableToMedia(media, table, firstSample, numberOfSamples, sampleTime);
 }
 
 OSErr FaultInjectingToolbox::InsertMediaIntoTrack(Track& track, TimeValue64 trackStart,
                                                   TimeValue64 mediaTime, TimeValue64 mediaDuration,
                                                   Fixed mediaRate) {
-  if (OSErr err = injected("InsertMediaIntoTrack", track.media.get())) return err;
+  if (OSErr err = injected("InsertMediaIntoTrack", mediaTypeOf(track))) return err;
   return Toolbox::InsertMediaIntoTrack(track, trackStart, mediaTime, mediaDuration, mediaRate);
 }
 
 OSErr FaultInjectingToolbox::AddTrackReference(Track& track, const Track& referenced,
                                                OSType refType, int32_t* index) {
-  if (OSErr err = injected("AddTrackReference", track.media.get())) return err;
+  if (OSErr err = injected("AddTrackReference", mediaTypeOf(track))) return err;
   return Toolbox::AddTrackReference(track, referenced, refType, index);
 }
 
 OSErr FaultInjectingToolbox::SetTrackApertureModeDimensionsUsingSampleDescription(
     Track& track, const SampleDescriptionHandle& description) {
   if (OSErr err =
-          injected("SetTrackApertureModeDimensionsUsingSampleDescription", track.media.get()))
+          injected("SetTrackApertureModeDimensionsUsingSampleDescription", mediaTypeOf(track)))
     return err;
   return Toolbox::SetTrackApertureModeDimensionsUsingSampleDescription(track, description);
 }
@@ -144,31 +155,31 @@ OSErr FaultInjectingToolbox::QTSoundDescriptionCreate(const AudioStreamBasicDesc
                                                       uint32_t magicCookieSize,
                                                       OSType descriptionKind,
                                                       SampleDescriptionHandle* description) {
-  if (OSErr err = injected("QTSoundDescriptionCreate", nullptr)) return err;
+  if (OSErr err = injected("QTSoundDescriptionCreate")) return err;
   return Toolbox::QTSoundDescriptionCreate(asbd, layout, layoutSize, magicCookie, magicCookieSize,
                                            descriptionKind, description);
 }
 
 OSErr FaultInjectingToolbox::NewUserData(UserData* userData) {
-  if (OSErr err = injected("NewUserData", nullptr)) return err;
+  if (OSErr err = injected("NewUserData")) return err;
   return Toolbox::NewUserData(userData);
 }
 
 OSErr FaultInjectingToolbox::AddUserDataText(UserData& userData, std::string_view text,
                                              OSType udType, int32_t index, int16_t regionCode) {
-  if (OSErr err = injected("AddUserDataText", nullptr)) return err;
+  if (OSErr err = injected("AddUserDataText")) return err;
   return Toolbox::AddUserDataText(userData, text, udType, index, regionCode);
 }
 
 OSErr FaultInjectingToolbox::TCSetSourceRef(Media& timecodeMedia,
                                             const SampleDescriptionHandle& description,
                                             const UserData& sourceRef) {
-  if (OSErr err = injected("TCSetSourceRef", &timecodeMedia)) return err;
+  if (OSErr err = injected("TCSetSourceRef", timecodeMedia.type)) return err;
   return Toolbox::TCSetSourceRef(timecodeMedia, description, sourceRef);
 }
 
 OSErr FaultInjectingToolbox::QTCopyMovieMetaData(Movie& movie, Movie** metaDataRef) {
-  if (OSErr err = injected("QTCopyMovieMetaData", nullptr)) return err;
+  if (OSErr err = injected("QTCopyMovieMetaData")) return err;
   return Toolbox::QTCopyMovieMetaData(movie, metaDataRef);
 }
 
@@ -176,7 +187,7 @@ OSErr FaultInjectingToolbox::QTMetaDataAddItem(Movie& metaDataRef, OSType storag
                                                OSType keyFormat, const uint8_t* key,
                                                uint32_t keySize, const uint8_t* value,
                                                uint32_t valueSize, uint32_t dataType) {
-  if (OSErr err = injected("QTMetaDataAddItem", nullptr)) return err;
+  if (OSErr err = injected("QTMetaDataAddItem")) return err;
   return Toolbox::QTMetaDataAddItem(metaDataRef, storageFormat, keyFormat, key, keySize, value,
                                     valueSize, dataType);
 }
@@ -184,7 +195,7 @@ OSErr FaultInjectingToolbox::QTMetaDataAddItem(Movie& metaDataRef, OSType storag
 OSErr FaultInjectingToolbox::PutMovieForDataRefIntoHandle(const Movie& movie,
                                                           const DataReference& dataRef,
                                                           OSType dataRefType, Handle& handle) {
-  if (OSErr err = injected("PutMovieForDataRefIntoHandle", nullptr)) return err;
+  if (OSErr err = injected("PutMovieForDataRefIntoHandle")) return err;
   return Toolbox::PutMovieForDataRefIntoHandle(movie, dataRef, dataRefType, handle);
 }
 

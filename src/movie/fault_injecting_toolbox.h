@@ -80,8 +80,10 @@ class FaultInjectingToolbox : public Toolbox {
     int occurrence;
     int seen = 0;
   };
-  // Records the call and answers the status it must fail with, or noErr to go ahead.
-  OSErr injected(const std::string& call, const Media* media = nullptr);
+  // Records the call, counts it for every fault on it (of `mediaType`, the type of the media the
+  // call is about, when the fault names one) and answers the status of the first fault whose
+  // occurrence it is, or noErr to go ahead.
+  OSErr injected(const std::string& call, std::optional<FourCC> mediaType = std::nullopt);
 
   std::vector<Fault> faults_;
   std::vector<std::string> calls_;

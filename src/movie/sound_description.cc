@@ -1,4 +1,5 @@
 #include <bit>
+#include <cmath>
 
 #include "base/atom_writer.h"
 #include "base/byte_writer.h"
@@ -15,10 +16,12 @@ bool isIntegerPCM(const AudioStreamBasicDescription& asbd) {
 }
 
 // Version 0 holds 8- and 16-bit integer PCM of one or two interleaved channels at rates below
-// 65536 Hz, and has no room for a channel layout.
+// 65536 Hz, and has no room for a channel layout. Its 16-bit formats ('twos', 'sowt') are signed:
+// unsigned 16-bit samples keep their flags in version 2.
 bool fitsVersion0(const AudioStreamBasicDescription& asbd, const AudioChannelLayout* layout) {
+  const bool isSigned = (asbd.mFormatFlags & kAudioFormatFlagIsSignedInteger) != 0;
   return layout == nullptr && isIntegerPCM(asbd) &&
-         (asbd.mBitsPerChannel == 8 || asbd.mBitsPerChannel == 16) &&
+         (asbd.mBitsPerChannel == 8 || (asbd.mBitsPerChannel == 16 && isSigned)) &&
          (asbd.mChannelsPerFrame == 1 || asbd.mChannelsPerFrame == 2) &&
          (asbd.mFormatFlags & kAudioFormatFlagIsNonInterleaved) == 0 &&
          asbd.mBytesPerFrame == asbd.mChannelsPerFrame * asbd.mBitsPerChannel / 8 &&
@@ -54,7 +57,8 @@ OSErr Toolbox::QTSoundDescriptionCreate(const AudioStreamBasicDescription& asbd,
                                         SampleDescriptionHandle* description) {
   *description = nullptr;
   if (descriptionKind != kMovieSoundDescriptionAnyVersion) return paramErr;
-  if (!(asbd.mSampleRate > 0) || asbd.mFormatID == 0 || asbd.mChannelsPerFrame == 0) {
+  if (!(asbd.mSampleRate > 0) || !std::isfinite(asbd.mSampleRate) || asbd.mFormatID == 0 ||
+      asbd.mChannelsPerFrame == 0) {
     return paramErr;
   }
   if (isIntegerPCM(asbd) && (asbd.mBytesPerPacket == 0 || asbd.mFramesPerPacket != 1)) {

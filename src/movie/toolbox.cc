@@ -116,6 +116,9 @@ OSErr Toolbox::AddMediaSampleReferences64(Media& media, const SampleDescriptionH
   if (!description || (numberOfSamples > 0 && sampleRefs == nullptr)) return paramErr;
   // Summing the media's duration costs a pass over its runs: only when asked.
   if (sampleTime) *sampleTime = media.duration();
+  // Every reference is checked before any is recorded, so that a failed call leaves the media
+  // as it was.
+  std::vector<SampleRun> runs;
   for (uint32_t i = 0; i < numberOfSamples; ++i) {
     const SampleReference64Record& ref = sampleRefs[i];
     SampleRun run;
@@ -125,7 +128,12 @@ OSErr Toolbox::AddMediaSampleReferences64(Media& media, const SampleDescriptionH
     }
     if (run.count == 0) continue;  // a reference to no samples records nothing
     run.flags = ref.sampleFlags;
-    run.descriptionIndex = media.indexOfDescription(description);
+    runs.push_back(run);
+  }
+  if (runs.empty()) return noErr;
+  const uint32_t descriptionIndex = media.indexOfDescription(description);
+  for (SampleRun& run : runs) {
+    run.descriptionIndex = descriptionIndex;
     media.runs.push_back(run);
   }
   return noErr;
@@ -181,8 +189,9 @@ int64_t Toolbox::QTSampleTableGetNumberOfSamples(const SampleTable& table) {
 OSErr Toolbox::AddSampleTableToMedia(Media& media, const SampleTable& table, int64_t firstSample,
                                      int64_t numberOfSamples, TimeValue64* sampleTime) {
   if (table.timescale != media.timescale) return invalidSampleTable;
+  // Compared as "samples left after the first", which cannot overflow as a sum could.
   if (firstSample < 1 || numberOfSamples < 0 ||
-      firstSample - 1 + numberOfSamples > table.sampleCount) {
+      numberOfSamples > table.sampleCount - (firstSample - 1)) {
     return paramErr;
   }
   if (sampleTime) *sampleTime = media.duration();
@@ -213,15 +222,23 @@ OSErr Toolbox::InsertMediaIntoTrack(Track& track, TimeValue64 trackStart, TimeVa
                                     TimeValue64 mediaDuration, Fixed mediaRate) {
   if (!track.media || track.movie == nullptr) return invalidTrack;
   if (trackStart < 0 || mediaTime < 0 || mediaDuration < 0 || mediaRate <= 0) return paramErr;
-  if (mediaTime + mediaDuration > track.media->duration()) return paramErr;
-  if (mediaDuration == 0) return noErr;
-  // An empty stretch before the edit when it does not start where the track ends.
-  if (trackStart > track.duration()) {
-    track.edits.push_back(Edit{trackStart - track.duration(), -1, kFixed1});
-  }
+  const int64_t available = track.media->duration();
+  if (mediaTime > available || mediaDuration > available - mediaTime) return paramErr;
+  // Edits are only appended: inserting inside the track would need its edits split.
+  const int64_t trackEnd = track.duration();
+  if (trackStart < trackEnd) return paramErr;
   const CMTime inMovie =
       CMTimeConvertScale(CMTimeMake(mediaDuration, track.media->timescale), track.movie->timescale,
                          CMTimeRoundingMethod::kCMTimeRoundingMethod_QuickTime);
+  if (!inMovie.isValid() ||
+      (inMovie.flags & (kCMTimeFlags_PositiveInfinity | kCMTimeFlags_NegativeInfinity)) != 0) {
+    return paramErr;
+  }
+  // Media shorter than one unit of the movie's time scale rounds to nothing: an edit of no
+  // duration would select no media, so nothing is inserted, as for an empty range.
+  if (inMovie.value == 0) return noErr;
+  // An empty stretch before the edit when it does not start where the track ends.
+  if (trackStart > trackEnd) track.edits.push_back(Edit{trackStart - trackEnd, -1, kFixed1});
   track.edits.push_back(Edit{inMovie.value, mediaTime, mediaRate});
   return noErr;
 }

@@ -68,7 +68,9 @@ class Toolbox {
 
   virtual TimeValue64 GetMediaDuration(const Media& media);
   // Edits the media's [mediaTime, mediaTime + mediaDuration) into the track at trackStart (movie
-  // time scale). 64-bit times, so that recordings of many hours do not wrap.
+  // time scale). 64-bit times, so that recordings of many hours do not wrap. Edits are appended:
+  // a start inside the track is refused, one past its end leaves an empty edit first, and a range
+  // shorter than one unit of the movie's time scale inserts nothing.
   virtual OSErr InsertMediaIntoTrack(Track& track, TimeValue64 trackStart, TimeValue64 mediaTime,
                                      TimeValue64 mediaDuration, Fixed mediaRate);
   virtual OSErr AddTrackReference(Track& track, const Track& referenced, OSType refType,
