@@ -370,6 +370,37 @@ std::optional<std::string> reelNameIn(const std::vector<uint8_t>& header) {
   return std::string(payload->begin() + 4, payload->begin() + 4 + static_cast<long>(length));
 }
 
+TEST(MovieCreatorTest, MovieTakesTheTimeScaleOfTheFrameDuration) {
+  const auto run = request(defaultToolbox(), settingsWith(1, true));
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  const auto& header = run->client.headers[0].bytes;
+  const AtomTree tree = parseAtomTree(header);
+  const AtomNode* mvhd = findAtom(tree.atoms, "moov/mvhd");
+  ASSERT_NE(mvhd, nullptr);
+  ByteReader r(*atomPayload(header, *mvhd));
+  r.skip(4 + 4 + 4);           // version and flags, creation and modification times
+  EXPECT_EQ(r.u32(), 30000u);  // time scale
+  // Every medium but the audio takes it too.
+  for (const AtomNode* mdhd : findAtoms(tree.atoms, "moov/trak/mdia/mdhd")) {
+    ByteReader m(*atomPayload(header, *mdhd));
+    m.skip(12);
+    const uint32_t scale = *m.u32();
+    EXPECT_TRUE(scale == 30000 || scale == 48000) << scale;
+  }
+}
+
+TEST(MovieCreatorTest, FieldCountIsHandedOnAsItsLowByte) {
+  Value s = settingsWith(0, false);
+  s.setObject("numberOfFields", Value::integer(258));
+  const auto run = request(defaultToolbox(), s);
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  const auto& header = run->client.headers[0].bytes;
+  const AtomTree tree = parseAtomTree(header);
+  const AtomNode* fiel = findAtom(tree.atoms, "moov/trak[0]/mdia/minf/stbl/stsd/apch/fiel");
+  ASSERT_NE(fiel, nullptr);
+  EXPECT_EQ((*atomPayload(header, *fiel))[0], 2);
+}
+
 TEST(MovieCreatorTest, ReelNameDefaultsTo001) {
   const auto run = request(defaultToolbox(), settingsWith(0, false));
   ASSERT_EQ(run->client.headers.size(), 1u);
