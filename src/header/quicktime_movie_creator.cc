@@ -7,6 +7,7 @@
 #include "header/frame_size_table.h"
 #include "header/header_room.h"
 #include "header/header_settings.h"
+#include "header/movie_metadata.h"
 #include "header/movie_tracks.h"
 #include "header/sample_descriptions.h"
 #include "header/sample_layout.h"
@@ -140,7 +141,9 @@ void ZPRQuickTimeMovieCreator::writeQuickTimeHeaderAtPath(const std::string& pat
                       tracks);
     if (layout.failure) return layout.failure;
     if (auto f = insertMediaIntoTracks(toolbox_, s, tracks)) return f;
-    // The movie's metadata (software name, growing flag, the request's items) joins here.
+    if (auto f = writeMovieMetadata(toolbox_, *movie, s.software, newFile, s.metadataItems)) {
+      return f;
+    }
 
     Handle header;
     (void)toolbox_.PutMovieForDataRefIntoHandle(*movie, tracks.fileReference,

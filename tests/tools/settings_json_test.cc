@@ -154,10 +154,13 @@ TEST(SettingsJsonTest, MakesADictionaryOfExtensionAtoms) {
   EXPECT_EQ(*atoms->objectForKey("x"), Value::data({}));
 }
 
-TEST(SettingsJsonTest, AcceptsMetadataItemsOnlyAsAnArrayAndLeavesThemOut) {
-  auto settings = settingsOf(R"({"metadataItems": [{"key": "title", "value": 3}, 7]})");
+TEST(SettingsJsonTest, ReadsMetadataItemsAsAnArrayOfItems) {
+  auto settings = settingsOf(R"({"metadataItems": [{"key": "title", "string": "Take 7"}]})");
   ASSERT_TRUE(settings) << settings.error();
-  EXPECT_EQ(settings->objectForKey("metadataItems"), nullptr);
+  const Value* items = settings->objectForKey("metadataItems");
+  ASSERT_NE(items, nullptr);
+  ASSERT_EQ(items->elements().size(), 1u);
+  EXPECT_TRUE(items->elements()[0].isObject());
   EXPECT_EQ(errorOf(R"({"metadataItems": {}})"), "\"settings.metadataItems\" must be an array");
 }
 

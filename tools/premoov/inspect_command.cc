@@ -7,6 +7,7 @@
 #include "premoov/commands.h"
 #include "premoov/file_io.h"
 #include "premoov/messages.h"
+#include "premoov/metadata_summary.h"
 #include "premoov/track_summary.h"
 
 namespace premoov {
@@ -134,6 +135,17 @@ int runInspectCommand(const std::string& moviePath, std::ostream& out, std::ostr
     tracks.push_back(trackJson(track));
   }
   answer["tracks"] = std::move(tracks);
+  OrderedJson metadata = OrderedJson::array();
+  for (const MetadataSummary& item : summarizeMetadata(tree.atoms, bytes)) {
+    OrderedJson entry;
+    entry["storage"] = item.storage;
+    entry["key"] = item.key;
+    if (item.storage == "mdta") entry["dataType"] = item.dataType;
+    entry["value"] = describeMetadataValue(item);
+    entry["bytes"] = item.value.size();
+    metadata.push_back(std::move(entry));
+  }
+  answer["metadata"] = std::move(metadata);
   if (tree.error) answer["error"] = tree.error->message();
   out << jsonText(answer, 2) << '\n';
 

@@ -32,6 +32,14 @@ inline constexpr std::string_view kNotStreamDescription =
     "must be an audio stream description object or data written {\"base64\": \"...\"}";
 inline constexpr std::string_view kNotChannelLayout =
     "must be a channel layout object or data written {\"base64\": \"...\"}";
+inline constexpr std::string_view kNotMetadataItem =
+    "must be {\"key\": string} with exactly one of \"string\", \"number\" (and \"numberType\"), "
+    "\"date\" or \"tokens\" (and \"string\")";
+inline constexpr std::string_view kNotNumberType =
+    "must be one of \"int32\", \"int64\", \"float32\", \"float64\", \"float\", \"double\"";
+inline constexpr std::string_view kNotIntegerForType = "must be an integer for its number type";
+inline constexpr std::string_view kNotISO8601Date =
+    "must be an ISO 8601 date and time with its offset, like \"2024-03-05T14:07:09+01:00\"";
 
 // What the tool says when the movie creator does not answer a request exactly once.
 inline constexpr std::string_view kNoReply = "the movie creator sent no reply";

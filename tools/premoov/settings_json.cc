@@ -6,6 +6,7 @@
 #include "header/header_settings.h"
 #include "premoov/audio_json.h"
 #include "premoov/messages.h"
+#include "premoov/metadata_items_json.h"
 
 namespace premoov {
 
@@ -21,7 +22,7 @@ enum class SettingForm {
   kStreamDescriptions,  // array: 40-byte data per audio track
   kChannelLayouts,      // array: channel layout data per audio track
   kExtensionAtoms,      // object: atom type to data
-  kMetadataItems,       // array, not read yet
+  kMetadataItems,       // array of metadata items
   kDimensions,          // [width, height]: 8-byte data
 };
 
@@ -141,12 +142,7 @@ Result<Value> settingValueOf(const Json& value, std::string_view path, SettingFo
       return dataArrayOf(value, path, streamDescriptionBytesOf);
     case SettingForm::kChannelLayouts: return dataArrayOf(value, path, channelLayoutBytesOf);
     case SettingForm::kExtensionAtoms: return extensionAtomsOf(value, path);
-    case SettingForm::kMetadataItems: {
-      // Only the shape is checked for now: the items themselves (key, value, data type) are
-      // read by a later change, so the caller does not store them in the settings yet.
-      if (!value.is_array()) return keyError(path, kNotArray);
-      return Value::array();
-    }
+    case SettingForm::kMetadataItems: return metadataItemsOf(value, path);
     case SettingForm::kDimensions: return dimensionsOf(value, path);
   }
   return Value();
@@ -162,7 +158,6 @@ Result<Value> settingsFromJson(const Json& settings, std::string_view path) {
     if (value == nullptr) continue;
     auto converted = settingValueOf(*value, memberPath(path, setting.key), setting.form);
     if (!converted) return unexpected(converted.error());
-    if (setting.form == SettingForm::kMetadataItems) continue;  // not read yet, see above
     dictionary.setObject(setting.key, std::move(*converted));
   }
   return dictionary;

@@ -16,7 +16,7 @@ namespace premoov {
 //   "videoDimensions"  [1920, 1080]: 8 bytes, two int32 in host order
 //   "asbds", "layouts" arrays of objects as audio_json.h shows them: host-order data
 //   "extensionAtoms"   {"ACLR": {"base64": "..."}}: a dictionary of data
-//   "metadataItems"    an array, checked but not read yet
+//   "metadataItems"    an array of metadata items (see metadata_items_json.h)
 // Any data may also be written {"base64": "..."}. Unknown keys are left out; a value of the wrong
 // type under a known key fails with its key path.
 Result<Value> settingsFromJson(const Json& settings, std::string_view path);

@@ -1,0 +1,78 @@
+// Feeds arbitrary bytes to KeyedUnarchiver: opened, the root decoded securely with a fixed class
+// set and plainly, and what decodes is archived again and must read back the same way.
+#include <cstdint>
+#include <cstdlib>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "plist/keyed_archive.h"
+#include "plist/keyed_test_support.h"
+
+namespace {
+
+using premoov::KeyedArchiver;
+using premoov::KeyedUnarchiver;
+using premoov::Value;
+
+const std::set<std::string> kAllowed{"NSString", "NSNumber",     "NSData",         "NSDate",
+                                     "NSArray",  "NSDictionary", "PremoovTestItem"};
+
+// A broken promise of the unarchiver: stop here so that libFuzzer keeps the input.
+void check(bool condition) {
+  if (!condition) std::abort();
+}
+
+std::optional<Value> decodeSecurely(std::span<const uint8_t> data, bool& failed) {
+  auto unarchiver = KeyedUnarchiver::fromData(data);
+  failed = !unarchiver;
+  if (!unarchiver) {
+    check(!unarchiver.error().empty());
+    return std::nullopt;
+  }
+  (*unarchiver)->setRequiresSecureCoding(true);
+  auto root = (*unarchiver)->decodeTopLevelObjectOfClasses(kAllowed);
+  if (const auto& error = (*unarchiver)->error()) {
+    failed = true;
+    check(!root && !error->message.empty());
+    // Nothing is made after a failure.
+    check(!(*unarchiver)->decodeTopLevelObjectOfClasses(kAllowed));
+  }
+  return root;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static const bool registered = [] {
+    premoov::keyed_test::TestItem::registerClass();
+    return true;
+  }();
+  (void)registered;
+  const std::span<const uint8_t> input(data, size);
+
+  bool failed = false;
+  const std::optional<Value> secure = decodeSecurely(input, failed);
+
+  if (auto plain = KeyedUnarchiver::fromData(input)) {
+    auto root = (*plain)->decodeRootObject();
+    check(!root || !(*plain)->error());
+    // Every class secure decoding allowed is made plainly too.
+    if (secure) check(root.has_value());
+  }
+
+  if (!secure) return 0;
+  // What was read is written again and must read back: once libplist's spelling is settled
+  // (strings end at a NUL), a second round gives the same bytes.
+  const auto first = KeyedArchiver::archivedDataWithRootObject(*secure);
+  bool firstFailed = false;
+  const auto again = decodeSecurely(first, firstFailed);
+  check(!firstFailed && again.has_value());
+  const auto second = KeyedArchiver::archivedDataWithRootObject(*again);
+  bool secondFailed = false;
+  const auto third = decodeSecurely(second, secondFailed);
+  check(!secondFailed && third.has_value());
+  check(KeyedArchiver::archivedDataWithRootObject(*third) == second);
+  return 0;
+}
