@@ -497,4 +497,14 @@ MOVIES = {
             mi_captions("30"),
             mi_timecode("SD486", "Yes", "00:00:00;00", "29.970")],
     },
+    # 1 second of 2vuy 720p29.97 with the movie's metadata: software name, a title, a date, a
+    # token list with its text, an int32 and a double number item. Only the packet and mp4box.js
+    # checks use this entry; check_metadata.py checks the metadata itself.
+    "metadata_items": {
+        "request": "examples/metadata_items.json",
+        "tracks": ["video", "audio1", "captions", "timecode"],
+        "audioBytesPerFrame": [6],
+        "mp4box": [("vide", "2vuy", 30000), ("soun", "lpcm", 48000), ("clcp", "c708", 30000),
+                   ("tmcd", "tmcd", 30000)],
+    },
 }
