@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 #include "premoov/commands.h"
 
@@ -28,6 +30,58 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   inspectCommand->add_option("file", inspectPath, "The movie file; a header alone will do.")
       ->required();
 
+  CLI::App* tokensCommand =
+      app.add_subcommand("tokens", "Naming tokens: their kinds, patterns and menus.");
+  tokensCommand->require_subcommand(1);
+  CLI::App* tokenKindsCommand =
+      tokensCommand->add_subcommand("kinds", "Print every token kind with its menu.");
+  std::vector<std::string> parseTexts;
+  CLI::App* tokenParseCommand = tokensCommand->add_subcommand(
+      "parse", "Make a naming pattern from its per-element texts and print its token string.");
+  tokenParseCommand
+      ->add_option("text", parseTexts,
+                   "Per-element texts: \"$$Day#EEE\" makes a token, \" take \" stays a string.")
+      ->required();
+  TokensMenuOptions menu;
+  std::string menuPick;
+  CLI::App* tokenMenuCommand = tokensCommand->add_subcommand(
+      "menu", "Print the formatter menu of a token, and the token after choosing an item.");
+  tokenMenuCommand->add_option("code", menu.code, "The token's code, like $$Day.")->required();
+  CLI::Option* menuPickOption =
+      tokenMenuCommand->add_option("--pick", menuPick, "Choose the menu item with this title.");
+
+  CLI::App* archiveCommand =
+      app.add_subcommand("archive", "Keyed archives: dump one, or make one of a token or item.");
+  archiveCommand->require_subcommand(1);
+  std::string dumpPath;
+  CLI::App* archiveDumpCommand =
+      archiveCommand->add_subcommand("dump", "Print the object graph of a keyed archive.");
+  archiveDumpCommand->add_option("file", dumpPath, "The archive (binary or XML property list).")
+      ->required();
+  ArchiveTokenOptions archiveToken;
+  CLI::App* archiveTokenCommand =
+      archiveCommand->add_subcommand("token", "Write the keyed archive of one token.");
+  archiveTokenCommand->add_option("code", archiveToken.code, "The token's code, like $$Day#EEE.")
+      ->required();
+  archiveTokenCommand->add_option("--out", archiveToken.outPath, "The archive file to write.")
+      ->required();
+  ArchiveItemOptions archiveItem;
+  std::string itemString, itemNumber, itemDate;
+  std::vector<std::string> itemTokens;
+  CLI::App* archiveItemCommand =
+      archiveCommand->add_subcommand("item", "Write the keyed archive of one metadata item.");
+  archiveItemCommand->add_option("--key", archiveItem.key, "The item's key.")->required();
+  CLI::Option* itemStringOption = archiveItemCommand->add_option(
+      "--string", itemString, "A string value, or the text of a token list.");
+  CLI::Option* itemNumberOption = archiveItemCommand->add_option(
+      "--number", itemNumber, "A number value: an integer (64-bit) or a fraction (double).");
+  CLI::Option* itemDateOption = archiveItemCommand->add_option(
+      "--date", itemDate, "A date value, ISO 8601 with its offset: 2024-03-05T14:07:09+01:00.");
+  CLI::Option* itemTokensOption = archiveItemCommand->add_option(
+      "--tokens", itemTokens, "A token list value: its per-element texts.");
+  archiveItemCommand->add_option("--out", archiveItem.outPath, "The archive file to write.")
+      ->required();
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -38,6 +92,21 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   if (writeCommand->parsed()) return runWriteCommand(write, out, err);
   if (planCommand->parsed()) return runPlanCommand(planRequest, out, err);
   if (inspectCommand->parsed()) return runInspectCommand(inspectPath, out, err);
+  if (tokenKindsCommand->parsed()) return runTokensKindsCommand(out, err);
+  if (tokenParseCommand->parsed()) return runTokensParseCommand(parseTexts, out, err);
+  if (tokenMenuCommand->parsed()) {
+    if (menuPickOption->count() > 0) menu.pick = menuPick;
+    return runTokensMenuCommand(menu, out, err);
+  }
+  if (archiveDumpCommand->parsed()) return runArchiveDumpCommand(dumpPath, out, err);
+  if (archiveTokenCommand->parsed()) return runArchiveTokenCommand(archiveToken, out, err);
+  if (archiveItemCommand->parsed()) {
+    if (itemStringOption->count() > 0) archiveItem.string = itemString;
+    if (itemNumberOption->count() > 0) archiveItem.number = itemNumber;
+    if (itemDateOption->count() > 0) archiveItem.date = itemDate;
+    if (itemTokensOption->count() > 0) archiveItem.tokens = itemTokens;
+    return runArchiveItemCommand(archiveItem, out, err);
+  }
   return kExitBadInput;  // require_subcommand(1) leaves no other case
 }
 

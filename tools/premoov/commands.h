@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace premoov {
 
@@ -30,6 +32,47 @@ int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostre
 // `premoov inspect FILE.mov`: the atom tree and, per track, its kind, codec, sample count,
 // duration and the positions of its first and last samples. A header-only file is accepted.
 int runInspectCommand(const std::string& moviePath, std::ostream& out, std::ostream& err);
+
+// `premoov tokens kinds`: every token kind in declaration order, with its code, display name,
+// default formatter and menu.
+int runTokensKindsCommand(std::ostream& out, std::ostream& err);
+
+// `premoov tokens parse TEXT...`: the naming pattern made from its per-element text form, its
+// elements, and its token string form again ("$$Day#EEE" comes back as "$$Day#EEE.EEE").
+int runTokensParseCommand(const std::vector<std::string>& texts, std::ostream& out,
+                          std::ostream& err);
+
+struct TokensMenuOptions {
+  std::string code{};
+  std::optional<std::string> pick{};  // a menu title
+};
+// `premoov tokens menu CODE [--pick TITLE]`: the menu of the token made from CODE, and the token
+// after choosing the item titled TITLE.
+int runTokensMenuCommand(const TokensMenuOptions& options, std::ostream& out, std::ostream& err);
+
+// `premoov archive dump FILE`: the object graph of a keyed archive (binary or XML property list)
+// from its root, one line per key or element, references resolved.
+int runArchiveDumpCommand(const std::string& archivePath, std::ostream& out, std::ostream& err);
+
+struct ArchiveTokenOptions {
+  std::string code{};
+  std::string outPath{};
+};
+// `premoov archive token CODE --out FILE`: the keyed archive of the token made from CODE.
+int runArchiveTokenCommand(const ArchiveTokenOptions& options, std::ostream& out,
+                           std::ostream& err);
+
+struct ArchiveItemOptions {
+  std::string key{};
+  std::optional<std::string> string{};
+  std::optional<std::string> number{};  // as typed: an integer or a number with a fraction
+  std::optional<std::string> date{};    // ISO 8601 with its offset
+  std::optional<std::vector<std::string>> tokens{};  // per-element texts
+  std::string outPath{};
+};
+// `premoov archive item --key K (--string S | --number N | --date ISO | --tokens T... [--string
+// S]) --out FILE`: the keyed archive of one metadata item.
+int runArchiveItemCommand(const ArchiveItemOptions& options, std::ostream& out, std::ostream& err);
 
 // The whole command line, argv[0] included.
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

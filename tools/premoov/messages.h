@@ -57,6 +57,44 @@ inline constexpr std::string_view kNoMovieAtom = "holds no 'moov' atom";
 inline constexpr std::string_view kHeaderAtomsTooLarge =
     "its atoms outside the media data are larger than inspect reads: ";  // then the limit
 
+// `premoov tokens menu CODE --pick TITLE`: the code or title in quotes, then the text, then the
+// kinds that have a menu or the titles of the menu in quotes.
+inline constexpr std::string_view kTokensMenu = "premoov tokens menu: ";
+inline constexpr std::string_view kNoTokenMenu = " has no menu; the kinds with one: ";
+inline constexpr std::string_view kNotMenuTitle = " is not a title of the menu of ";
+
+// `premoov archive item`: what it takes as the item's value.
+inline constexpr std::string_view kItemNeedsOneValue =
+    "premoov archive item: give exactly one of --string, --number, --date or --tokens "
+    "(--string may go with --tokens as the list's own text)";
+inline constexpr std::string_view kItemNotNumber =
+    "premoov archive item: --number must be an integer from -9223372036854775808 to "
+    "9223372036854775807 or a number with a fraction, like 42 or 2.5";
+// Then kNotISO8601Date.
+inline constexpr std::string_view kItemNotDate = "premoov archive item: --date ";
+
+// `premoov archive dump`: a file whose layout is no keyed archive reads `FILE: TEXT`.
+inline constexpr std::string_view kArchiveNotPropertyList = "is no property list premoov reads: ";
+inline constexpr std::string_view kArchiveNotDictionary =
+    "is no keyed archive: its top object is no dictionary";
+inline constexpr std::string_view kArchiveWrongArchiver =
+    "is no keyed archive: \"$archiver\" is not \"NSKeyedArchiver\"";
+inline constexpr std::string_view kArchiveNoObjects =
+    "is no keyed archive: \"$objects\" is missing or no array";
+inline constexpr std::string_view kArchiveNoTop =
+    "is no keyed archive: \"$top\" is missing or no dictionary";
+inline constexpr std::string_view kArchiveNoRoot =
+    "is no keyed archive: \"$top\" has no \"root\" reference";
+// What an archive's dump could not show; "object N: " (or "$top: ") in front of the first three.
+inline constexpr std::string_view kDumpReferenceOutside = "refers outside \"$objects\": ";
+inline constexpr std::string_view kDumpNoClass = "has no \"$class\" naming a \"$classname\"";
+inline constexpr std::string_view kDumpPairsDiffer = "NS.keys and NS.objects differ in length";
+inline constexpr std::string_view kDumpTooDeep = "the dump stops at nesting depth ";
+inline constexpr std::string_view kDumpTooLong = "the dump stops after this many lines: ";
+inline constexpr std::string_view kDumpTooLarge = "the dump stops after this many bytes: ";
+inline constexpr std::string_view kDumpTooMuchWork =
+    "the dump stops after looking at this many keys and elements: ";
+
 // Command-line problems.
 inline constexpr std::string_view kWriteNeedsOutput =
     "premoov write: give --header OUT, --file OUT.mov or both";
