@@ -6,7 +6,7 @@ packages=(
   g++ cmake ninja-build pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev libplist-dev libicu-dev
-  ffmpeg mediainfo python3
+  ffmpeg mediainfo python3 clang libclang-rt-14-dev
 )
 [ "${1:-}" = "--build-only" ] && packages=(
   g++ cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev

@@ -66,11 +66,9 @@ class KeyedArchiver {
   std::unique_ptr<State> state_;
 };
 
-// The kinds of failure an archive can meet, so that callers and tests need not match texts.
+// The kinds of failure decoding can meet, so that callers and tests need not match texts.
+// (fromData answers why an archive cannot be opened at all with a message alone.)
 enum class KeyedArchiveFailure {
-  kTooLarge,          // the input is larger than KeyedUnarchiver::kMaxArchiveBytes
-  kNotPropertyList,   // libplist could not read it, or its shape was refused before reading
-  kNotKeyedArchive,   // "$archiver", "$objects" or "$top" missing or of the wrong kind
   kBadReference,      // a UID outside "$objects", or something else where a UID belongs
   kBadObject,         // an archived object or class entry of the wrong shape
   kCycle,             // an object that contains itself

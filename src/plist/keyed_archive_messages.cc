@@ -11,8 +11,18 @@ std::string unreadable() { return "The archive is no property list libplist can 
 std::string emptyInput() { return "The archive is empty"; }
 
 std::string binaryHeader() { return "The binary property list does not start with bplist00"; }
-std::string binaryTrailer(const std::string& what) {
-  return "The binary property list's trailer is wrong: " + what;
+std::string binaryFieldWidths() {
+  return "The binary property list's trailer is wrong: field widths outside 1 to 8 bytes";
+}
+std::string binaryOffsetTable() {
+  return "The binary property list's trailer is wrong: offset table outside the file";
+}
+std::string binaryObjectCount() {
+  return "The binary property list's trailer is wrong: object count does not fit the offset "
+         "table";
+}
+std::string binaryTopObject() {
+  return "The binary property list's trailer is wrong: top object outside the objects";
 }
 std::string binaryObjectOutside(uint64_t index) {
   return stringWithFormat("Object %llu of the binary property list lies outside its objects",
@@ -36,9 +46,17 @@ std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectC
 std::string xmlNul(size_t offset) {
   return stringWithFormat("The XML property list holds a NUL byte at offset %zu", offset);
 }
-std::string xmlUnsupported(const std::string& construct, size_t offset) {
-  return stringWithFormat("The XML property list holds %s at offset %zu, which is not read",
-                          construct.c_str(), offset);
+std::string xmlComment(size_t offset) {
+  return stringWithFormat("The XML property list holds a comment at offset %zu, which is not read",
+                          offset);
+}
+std::string xmlCdata(size_t offset) {
+  return stringWithFormat(
+      "The XML property list holds a CDATA section at offset %zu, which is not read", offset);
+}
+std::string xmlDtd(size_t offset) {
+  return stringWithFormat("The XML property list holds a DTD at offset %zu, which is not read",
+                          offset);
 }
 std::string xmlMarkup(size_t offset) {
   return stringWithFormat("The XML property list's tag at offset %zu is malformed", offset);
@@ -95,9 +113,17 @@ std::string badClassEntry(const std::string& where, uint64_t reference) {
          stringWithFormat(": class entry %llu has no \"$classname\" string or a bad \"$classes\"",
                           static_cast<unsigned long long>(reference));
 }
-std::string badContents(const std::string& where, const std::string& className,
-                        const std::string& what) {
-  return where + ": the " + className + " " + what;
+std::string missingContents(const std::string& where, const std::string& className, const char* key,
+                            const char* kind) {
+  return where + ": the " + className + " has no " + key + " " + kind;
+}
+std::string numberAsDictionary(const std::string& where) {
+  return where + ": an NSNumber archived as a dictionary";
+}
+std::string unpairedDictionary(const std::string& where, const std::string& className, size_t keys,
+                               size_t objects) {
+  return where + ": the " + className +
+         stringWithFormat(" has %zu keys but %zu objects", keys, objects);
 }
 std::string keyNotString(const std::string& where) {
   return where + ": a dictionary key that is no string";
@@ -117,6 +143,16 @@ std::string insecure(const std::string& call, const std::string& key) {
 }
 std::string madeNothing(const std::string& where, const std::string& className) {
   return where + ": the " + className + " factory made nothing";
+}
+
+std::string notArchivable(const std::string& className) {
+  return "A " + className + " cannot be archived; \"$null\" is written instead";
+}
+std::string textRewritten(size_t from, size_t to) {
+  return stringWithFormat(
+      "A string of %zu bytes is archived as %zu bytes: text after a NUL is dropped and bytes "
+      "that are not UTF-8 become U+FFFD",
+      from, to);
 }
 
 }  // namespace premoov::keyed_messages

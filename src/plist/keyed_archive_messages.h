@@ -15,14 +15,19 @@ std::string emptyInput();
 
 // The shape of a binary property list, checked before libplist reads it.
 std::string binaryHeader();
-std::string binaryTrailer(const std::string& what);
+std::string binaryFieldWidths();
+std::string binaryOffsetTable();
+std::string binaryObjectCount();
+std::string binaryTopObject();
 std::string binaryObjectOutside(uint64_t index);
 std::string binaryMarker(uint64_t index, unsigned marker);
 std::string binaryCount(uint64_t index);
 std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectCount);
 // The shape of an XML property list, checked before libplist reads it.
 std::string xmlNul(size_t offset);
-std::string xmlUnsupported(const std::string& construct, size_t offset);
+std::string xmlComment(size_t offset);
+std::string xmlCdata(size_t offset);
+std::string xmlDtd(size_t offset);
 std::string xmlMarkup(size_t offset);
 std::string xmlUnbalanced(size_t offset);
 // Either kind.
@@ -45,13 +50,20 @@ std::string tooMuch(const std::string& where, size_t limit);
 std::string notObject(const std::string& where, uint64_t reference, const char* kind);
 std::string noClass(const std::string& where, uint64_t reference);
 std::string badClassEntry(const std::string& where, uint64_t reference);
-std::string badContents(const std::string& where, const std::string& className,
-                        const std::string& what);
+std::string missingContents(const std::string& where, const std::string& className, const char* key,
+                            const char* kind);
+std::string numberAsDictionary(const std::string& where);
+std::string unpairedDictionary(const std::string& where, const std::string& className, size_t keys,
+                               size_t objects);
 std::string keyNotString(const std::string& where);
 std::string classNotAllowed(const std::string& where, const std::string& className,
                             const std::set<std::string>& allowed);
 std::string unknownClass(const std::string& where, const std::string& className);
 std::string insecure(const std::string& call, const std::string& key);
 std::string madeNothing(const std::string& where, const std::string& className);
+
+// Logged by the archiver.
+std::string notArchivable(const std::string& className);
+std::string textRewritten(size_t from, size_t to);
 
 }  // namespace premoov::keyed_messages

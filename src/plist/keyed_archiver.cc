@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "plist/keyed_archive.h"
+#include "plist/keyed_archive_messages.h"
 #include "plist/keyed_builtin_classes.h"
 #include "plist/keyed_plist_node.h"
 
@@ -50,12 +51,7 @@ std::string writableText(const std::string& s) {
       i += n;
     }
   }
-  if (out != s) {
-    NSLog(
-        "A string of %zu bytes is archived as %zu bytes: text after a NUL is dropped and bytes "
-        "that are not UTF-8 become U+FFFD",
-        s.size(), out.size());
-  }
+  if (out != s) NSLog("%s", keyed_messages::textRewritten(s.size(), out.size()).c_str());
   return out;
 }
 
@@ -133,8 +129,10 @@ uint64_t KeyedArchiver::State::encodeValue(const Value& value, KeyedArchiver& ar
     case Value::Kind::Object: {
       const auto* archivable = dynamic_cast<const ArchivableObject*>(value.objectValue().get());
       if (!archivable) {
-        NSLog("A %s cannot be archived; \"$null\" is written instead",
-              value.objectValue() ? value.objectValue()->className().c_str() : "nil object");
+        NSLog("%s",
+              keyed_messages::notArchivable(value.objectValue() ? value.objectValue()->className()
+                                                                : std::string("nil object"))
+                  .c_str());
         return 0;
       }
       return encodeArchivable(value.objectValue(), *archivable, archiver);

@@ -68,16 +68,16 @@ class BinaryWalker {
     const uint64_t top = *trailer.u64();
     offsetTable_ = *trailer.u64();
     if (offsetWidth_ < 1 || offsetWidth_ > 8 || referenceWidth_ < 1 || referenceWidth_ > 8) {
-      return msg::binaryTrailer("field widths outside 1 to 8 bytes");
+      return msg::binaryFieldWidths();
     }
     const uint64_t tableEnd = data_.size() - kTrailerSize;
     if (offsetTable_ <= kBinaryMagic.size() || offsetTable_ > tableEnd) {
-      return msg::binaryTrailer("offset table outside the file");
+      return msg::binaryOffsetTable();
     }
     if (objectCount_ == 0 || objectCount_ > (tableEnd - offsetTable_) / offsetWidth_) {
-      return msg::binaryTrailer("object count does not fit the offset table");
+      return msg::binaryObjectCount();
     }
-    if (top >= objectCount_) return msg::binaryTrailer("top object outside the objects");
+    if (top >= objectCount_) return msg::binaryTopObject();
     Measure root;
     if (auto problem = measure(top, 0, root)) return problem;
     shape_.depth = root.height;
@@ -240,8 +240,8 @@ Result<PlistShape> measureXmlPlist(std::span<const uint8_t> data) {
     }
     const size_t start = i;
     const std::string_view rest = text.substr(start + 1);
-    if (startsWith(rest, "!--")) return unexpected(msg::xmlUnsupported("a comment", start));
-    if (startsWith(rest, "![")) return unexpected(msg::xmlUnsupported("a CDATA section", start));
+    if (startsWith(rest, "!--")) return unexpected(msg::xmlComment(start));
+    if (startsWith(rest, "![")) return unexpected(msg::xmlCdata(start));
     // The tag runs to the first '>' outside double quotes; quotes may hold neither '<' nor '>'.
     bool quoted = false;
     size_t end = start + 1;
@@ -257,7 +257,7 @@ Result<PlistShape> measureXmlPlist(std::span<const uint8_t> data) {
     i = end + 1;
     if (startsWith(markup, "!")) {
       if (!startsWith(markup, "!DOCTYPE") || markup.find('[') != std::string_view::npos) {
-        return unexpected(msg::xmlUnsupported("a DTD", start));
+        return unexpected(msg::xmlDtd(start));
       }
       continue;
     }

@@ -44,12 +44,23 @@ const char* plistKindName(plist_t node) {
 // Where a decode stands, for messages: the key asked for and the way down from it.
 struct Site {
   const Site* parent = nullptr;
-  const std::string* key = nullptr;     // the key asked for, on the outermost site
-  const std::string* holder = nullptr;  // the class of the object holding that key, if any
+  const std::string* key = nullptr;  // the key asked for, on the outermost site
+  // The class of the object holding that key, if any: a copy, since the frame it comes from
+  // moves when nested objects push frames of their own.
+  std::string holder;
   uint64_t holderUid = 0;
   const char* collection = nullptr;  // "NS.objects" or "NS.keys" below the key
   size_t index = 0;
 };
+
+// The site of element `index` of the collection `collection` of the object at `parent`.
+Site below(const Site& parent, const char* collection, size_t index) {
+  Site site;
+  site.parent = &parent;
+  site.collection = collection;
+  site.index = index;
+  return site;
+}
 
 std::string describe(const Site& site) {
   if (site.parent) {
@@ -57,8 +68,8 @@ std::string describe(const Site& site) {
            stringWithFormat(", element %zu of %s", site.index, site.collection);
   }
   std::string out = "key \"" + (site.key ? *site.key : std::string()) + "\"";
-  if (site.holder) {
-    out += " of " + *site.holder +
+  if (!site.holder.empty()) {
+    out += " of " + site.holder +
            stringWithFormat(" (object %llu)", static_cast<unsigned long long>(site.holderUid));
   }
   return out;
@@ -98,8 +109,9 @@ void KeyedUnarchiver::registerClass(const std::string& className, ClassFactory f
 }
 
 Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<const uint8_t> data) {
-  if (data.size() > kMaxArchiveBytes)
+  if (data.size() > kMaxArchiveBytes) {
     return unexpected(msg::tooLarge(data.size(), kMaxArchiveBytes));
+  }
   auto plist = readPropertyList(data);
   if (!plist) return unexpected(plist.error());
   plist_t archive = plist->get();
@@ -147,12 +159,13 @@ class KeyedUnarchiver::Decoder {
     Site site;
     site.key = &key;
     if (dictionary != state_.top && !state_.frames.empty()) {
-      site.holder = &state_.frames.back().className;
+      site.holder = state_.frames.back().className;
       site.holderUid = state_.frames.back().uid;
     }
     auto reference = plistReference(node);
-    if (!reference)
+    if (!reference) {
       return fail(KeyedArchiveFailure::kBadReference, msg::notReference(describe(site)));
+    }
     return decodeReference(*reference, allowed, site, /*nullAllowed=*/true);
   }
 
@@ -195,8 +208,9 @@ class KeyedUnarchiver::Decoder {
                   msg::notObject(describe(site), uid, plistKindName(node)));
     }
     auto classReference = plistReference(plistDictItem(node, kClassKey));
-    if (!classReference)
+    if (!classReference) {
       return fail(KeyedArchiveFailure::kBadObject, msg::noClass(describe(site), uid));
+    }
     const ClassInfo* info = classInfo(*classReference, site);
     if (!info) return std::nullopt;
     if (allowed && !isAllowed(info->chain, *allowed)) {
@@ -282,14 +296,13 @@ class KeyedUnarchiver::Decoder {
         if (!contents || plist_get_node_type(contents) != expected) {
           return fail(
               KeyedArchiveFailure::kBadObject,
-              msg::badContents(describe(site), className,
-                               isString ? "has no NS.string string" : "has no NS.data data"));
+              msg::missingContents(describe(site), className, isString ? kStringKey : kDataKey,
+                                   isString ? "string" : "data"));
         }
         return plainValue(contents, site);
       }
       case BuiltinClass::kNumber:
-        return fail(KeyedArchiveFailure::kBadObject,
-                    msg::badContents(describe(site), className, "is archived as a dictionary"));
+        return fail(KeyedArchiveFailure::kBadObject, msg::numberAsDictionary(describe(site)));
       case BuiltinClass::kDate: {
         plist_t time = plistDictItem(node, kTimeKey);
         if (time && plist_get_node_type(time) == PLIST_REAL) {
@@ -301,7 +314,7 @@ class KeyedUnarchiver::Decoder {
           return Value::date(static_cast<double>(static_cast<int64_t>(*whole)));
         }
         return fail(KeyedArchiveFailure::kBadObject,
-                    msg::badContents(describe(site), className, "has no NS.time number"));
+                    msg::missingContents(describe(site), className, kTimeKey, "number"));
       }
       case BuiltinClass::kArray: return decodeArray(node, allowed, site, className);
       case BuiltinClass::kDictionary: return decodeDictionary(node, allowed, site, className);
@@ -315,7 +328,7 @@ class KeyedUnarchiver::Decoder {
     auto items = plistArrayItems(plistDictItem(node, key));
     if (!items) {
       fail(KeyedArchiveFailure::kBadObject,
-           msg::badContents(describe(site), className, std::string("has no ") + key + " array"));
+           msg::missingContents(describe(site), className, key, "array"));
       return std::nullopt;
     }
     // Every element becomes a Value: the room is checked before any is made.
@@ -325,7 +338,7 @@ class KeyedUnarchiver::Decoder {
     for (size_t i = 0; i < items->size(); ++i) {
       auto reference = plistReference((*items)[i]);
       if (!reference) {
-        const Site element{&site, nullptr, nullptr, 0, key, i};
+        const Site element = below(site, key, i);
         fail(KeyedArchiveFailure::kBadReference, msg::notReference(describe(element)));
         return std::nullopt;
       }
@@ -341,7 +354,7 @@ class KeyedUnarchiver::Decoder {
     Value::Array elements;
     elements.reserve(refs->size());
     for (size_t i = 0; i < refs->size(); ++i) {
-      const Site element{&site, nullptr, nullptr, 0, kObjectsKey, i};
+      const Site element = below(site, kObjectsKey, i);
       auto value = decodeReference((*refs)[i], allowed, element, /*nullAllowed=*/false);
       if (!value) return std::nullopt;
       elements.push_back(std::move(*value));
@@ -357,19 +370,17 @@ class KeyedUnarchiver::Decoder {
     if (!values) return std::nullopt;
     if (keys->size() != values->size()) {
       return fail(KeyedArchiveFailure::kBadObject,
-                  msg::badContents(describe(site), className,
-                                   stringWithFormat("has %zu keys but %zu objects", keys->size(),
-                                                    values->size())));
+                  msg::unpairedDictionary(describe(site), className, keys->size(), values->size()));
     }
     Value::Dictionary entries;
     for (size_t i = 0; i < keys->size(); ++i) {
-      const Site keySite{&site, nullptr, nullptr, 0, kKeysKey, i};
+      const Site keySite = below(site, kKeysKey, i);
       auto key = decodeReference((*keys)[i], allowed, keySite, /*nullAllowed=*/false);
       if (!key) return std::nullopt;
       if (!key->isString()) {
         return fail(KeyedArchiveFailure::kBadObject, msg::keyNotString(describe(keySite)));
       }
-      const Site valueSite{&site, nullptr, nullptr, 0, kObjectsKey, i};
+      const Site valueSite = below(site, kObjectsKey, i);
       auto value = decodeReference((*values)[i], allowed, valueSite, /*nullAllowed=*/false);
       if (!value) return std::nullopt;
       entries.insert_or_assign(key->stringValue(), std::move(*value));

@@ -186,6 +186,22 @@ TEST(KeyedArchiverTest, FinishedArchiverTakesNothingMore) {
   EXPECT_TRUE(archiver.encodedData().empty());
 }
 
+TEST(KeyedArchiverTest, TextIsWrittenAsLibplistCanReadItBack) {
+  // libplist 2.2 writes C strings and converts them to UTF-16: text ends at a NUL, and a byte
+  // that is not UTF-8 becomes U+FFFD. Strings are shared by what is written.
+  LogCapture log;
+  const Value root = Value::array({Value::string(std::string("a\0b", 3)), Value::string("a"),
+                                   Value::string("x\xFFy"), Value::string("\xE2\x9C\x93")});
+  EXPECT_EQ(objectsOf(root),
+            "[\"$null\","
+            "{\"NS.objects\":[UID(2),UID(2),UID(3),UID(4)],\"$class\":UID(5)},"
+            "\"a\","
+            "\"x\xEF\xBF\xBDy\","
+            "\"\xE2\x9C\x93\","
+            "{\"$classname\":\"NSArray\",\"$classes\":[\"NSArray\",\"NSObject\"]}]");
+  EXPECT_EQ(log.lines().size(), 2u);
+}
+
 class NotArchivable : public ValueObject {
  public:
   std::string className() const override { return "PremoovNotArchivable"; }

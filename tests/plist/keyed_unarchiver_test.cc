@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -54,7 +56,7 @@ class KeyedUnarchiverTest : public ::testing::Test {
   static std::optional<KeyedArchiveError> secureFailure(const std::vector<uint8_t>& data,
                                                         const std::set<std::string>& classes) {
     auto unarchiver = open(data);
-    if (!unarchiver) return KeyedArchiveError{"not opened", KeyedArchiveFailure::kNotPropertyList};
+    if (!unarchiver) return std::nullopt;
     unarchiver->setRequiresSecureCoding(true);
     EXPECT_FALSE(unarchiver->decodeTopLevelObjectOfClasses(classes));
     return unarchiver->error();
@@ -367,6 +369,38 @@ TEST_F(KeyedUnarchiverTest, ReadsMutableStringAndDataAndIntegerTime) {
   EXPECT_FALSE(unarchiver->error());
 }
 
+std::vector<uint8_t> seedFile(const std::string& name) {
+  const std::string path =
+      std::string(PREMOOV_SOURCE_DIR) + "/fuzz/corpus/keyed_unarchiver/" + name;
+  std::ifstream in(path, std::ios::binary);
+  EXPECT_TRUE(in) << path;
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+TEST_F(KeyedUnarchiverTest, ReadsArchivesWrittenByPythonsPlistlib) {
+  // Seeds of the fuzz corpus written by plistlib, not by libplist: mutable classes in binary,
+  // and an XML archive written by hand.
+  auto mutableClasses = open(seedFile("handmade_mutable.bplist"));
+  ASSERT_TRUE(mutableClasses);
+  mutableClasses->setRequiresSecureCoding(true);
+  EXPECT_EQ(mutableClasses->decodeTopLevelObjectOfClasses(
+                {"NSArray", "NSString", "NSData", "NSDictionary", "NSNumber"}),
+            Value::array({Value::string("text"), Value::data({1, 2}),
+                          Value::dictionary({{"text", Value::real(3.25)}})}));
+  EXPECT_FALSE(mutableClasses->error());
+
+  auto date = open(seedFile("handmade_plain.xml"));
+  ASSERT_TRUE(date);
+  EXPECT_EQ(date->decodeRootObject(), Value::date(725846400.25));
+
+  auto cycle = open(seedFile("handmade_cycle.bplist"));
+  EXPECT_FALSE(cycle->decodeRootObject());
+  EXPECT_EQ(cycle->error()->failure, KeyedArchiveFailure::kCycle);
+  auto unnamed = open(seedFile("handmade_item_without_name.bplist"));
+  EXPECT_FALSE(unnamed->decodeRootObject());
+  EXPECT_EQ(unnamed->error()->message, "PremoovTestItem without a name");
+}
+
 // Hostile and broken archives: each must fail with a message, never crash or hang.
 
 TEST_F(KeyedUnarchiverTest, EveryTruncationOfAnArchiveIsRefused) {
@@ -429,6 +463,32 @@ TEST_F(KeyedUnarchiverTest, CycleThroughOurObjectsIsRefused) {
   ASSERT_TRUE(unarchiver->error());
   EXPECT_EQ(unarchiver->error()->failure, KeyedArchiveFailure::kCycle);
   EXPECT_THAT(unarchiver->error()->message, HasSubstr("key \"child\" of PremoovTestItem"));
+}
+
+TEST_F(KeyedUnarchiverTest, MessageNamesTheObjectHoldingTheKeyAfterNestedObjects) {
+  // The payload of item 1 is a dictionary whose first value is item 5 (made first, with a frame
+  // of its own) and whose second value refers past the objects.
+  auto item = [](uint64_t name, uint64_t payload) {
+    plist_t object = plist_new_dict();
+    plist_dict_set_item(object, "name", plist_new_uid(name));
+    plist_dict_set_item(object, "payload", plist_new_uid(payload));
+    plist_dict_set_item(object, "$class", plist_new_uid(7));
+    return object;
+  };
+  plist_t dictionary = plist_new_dict();
+  plist_dict_set_item(dictionary, "NS.keys", uidArray({4, 9}));
+  plist_dict_set_item(dictionary, "NS.objects", uidArray({5, 99}));
+  plist_dict_set_item(dictionary, "$class", plist_new_uid(8));
+  auto unarchiver = open(archiveOf(
+      {item(2, 3), plist_new_string("outer"), dictionary, plist_new_string("a"), item(6, 0),
+       plist_new_string("inner"), classEntry(TestItem::kClassName, {TestItem::kClassName}),
+       classEntry("NSDictionary", {"NSDictionary"}), plist_new_string("b")},
+      1));
+  EXPECT_FALSE(unarchiver->decodeRootObject());
+  ASSERT_TRUE(unarchiver->error());
+  EXPECT_EQ(unarchiver->error()->message,
+            "key \"payload\" of PremoovTestItem (object 1), element 1 of NS.objects: reference 99 "
+            "is outside the 10 archived objects");
 }
 
 // `levels` arrays, each holding the next, the innermost holding a string.
