@@ -16,15 +16,6 @@ constexpr const char* kNumberValueKey = "numberValue";
 constexpr const char* kDateValueKey = "dateValue";
 constexpr const char* kTokenValuesKey = "tokenValues";
 
-void encodeString(KeyedArchiver& coder, const std::optional<std::string>& s,
-                  const std::string& key) {
-  if (s) {
-    coder.encodeObject(Value::string(*s), key);
-  } else {
-    coder.encodeObject(nullptr, key);
-  }
-}
-
 void encodeValue(KeyedArchiver& coder, const std::optional<Value>& v, const std::string& key) {
   coder.encodeObject(v ? &*v : nullptr, key);
 }

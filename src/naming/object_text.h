@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "plist/keyed_archive.h"
 #include "plist/value.h"
 
 namespace premoov {
@@ -24,6 +25,16 @@ inline std::optional<std::string> stringIn(const Value* object) {
 
 inline std::optional<std::string> stringIn(const std::optional<Value>& object) {
   return stringIn(object ? &*object : nullptr);
+}
+
+// Encodes an optional string field under `key`: a missing one as a reference to "$null".
+inline void encodeString(KeyedArchiver& coder, const std::optional<std::string>& s,
+                         const std::string& key) {
+  if (s) {
+    coder.encodeObject(Value::string(*s), key);
+  } else {
+    coder.encodeObject(nullptr, key);
+  }
 }
 
 }  // namespace premoov

@@ -35,15 +35,6 @@ std::vector<std::string_view> componentsSeparatedBy(std::string_view s, char sep
   return parts;
 }
 
-void encodeString(KeyedArchiver& coder, const std::optional<std::string>& s,
-                  const std::string& key) {
-  if (s) {
-    coder.encodeObject(Value::string(*s), key);
-  } else {
-    coder.encodeObject(nullptr, key);
-  }
-}
-
 }  // namespace
 
 ZPRToken::ZPRToken(const std::string& displayName, const std::string& codeName) {

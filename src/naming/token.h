@@ -10,22 +10,22 @@
 namespace premoov {
 
 // The token kinds: their codes are part of the stored and transmitted token form.
-extern const std::string ZPRTimecodeTokenKey;          // "$$Timecode"
-extern const std::string ZPRDayOfMonthTokenKey;        // "$$Day"
-extern const std::string ZPRMonthTokenKey;             // "$$Month"
-extern const std::string ZPRYearTokenKey;              // "$$Year"
-extern const std::string ZPRHourTokenKey;              // "$$Hour"
-extern const std::string ZPRMinuteTokenKey;            // "$$Minute"
-extern const std::string ZPRSecondTokenKey;            // "$$Second"
-extern const std::string ZPRSourceNameTokenKey;        // "$$SourceName"
-extern const std::string ZPRDestinationNameTokenKey;   // "$$DestinationName"
-extern const std::string ZPRRecordingNameTokenKey;     // "$$RecordingName"
-extern const std::string ZPRWeekTokenKey;              // "$$Week"
-extern const std::string ZPRWhiteSpaceTokenKey;        // "$$WhiteSpace"
-extern const std::string ZPRDashTokenKey;              // "$$Dash"
-extern const std::string ZPRCounterTokenKey;           // "$$Counter"
-extern const std::string ZPRAVPresetNameTokenKey;      // "$$AVPresetName"
-extern const std::string ZPRCodecNameTokenKey;         // "$$CodecName"
+extern const std::string ZPRTimecodeTokenKey;         // "$$Timecode"
+extern const std::string ZPRDayOfMonthTokenKey;       // "$$Day"
+extern const std::string ZPRMonthTokenKey;            // "$$Month"
+extern const std::string ZPRYearTokenKey;             // "$$Year"
+extern const std::string ZPRHourTokenKey;             // "$$Hour"
+extern const std::string ZPRMinuteTokenKey;           // "$$Minute"
+extern const std::string ZPRSecondTokenKey;           // "$$Second"
+extern const std::string ZPRSourceNameTokenKey;       // "$$SourceName"
+extern const std::string ZPRDestinationNameTokenKey;  // "$$DestinationName"
+extern const std::string ZPRRecordingNameTokenKey;    // "$$RecordingName"
+extern const std::string ZPRWeekTokenKey;             // "$$Week"
+extern const std::string ZPRWhiteSpaceTokenKey;       // "$$WhiteSpace"
+extern const std::string ZPRDashTokenKey;             // "$$Dash"
+extern const std::string ZPRCounterTokenKey;          // "$$Counter"
+extern const std::string ZPRAVPresetNameTokenKey;     // "$$AVPresetName"
+extern const std::string ZPRCodecNameTokenKey;        // "$$CodecName"
 
 // One formatter choice of a token's menu: what it shows and the formatter it applies.
 struct ZPRTokenMenuItem {

@@ -15,12 +15,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using OrderedJson = nlohmann::ordered_json;
 
-std::vector<std::string> keysOf(const OrderedJson& json) {
-  std::vector<std::string> keys;
-  for (const auto& item : json.items()) keys.push_back(item.key());
-  return keys;
-}
-
 OrderedJson planOf(const std::string& request) {
   std::ostringstream out, err;
   const int code = runPlanCommand(request, out, err);

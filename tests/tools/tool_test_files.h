@@ -5,8 +5,10 @@
 
 #include <cstdio>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace premoov {
 
@@ -36,6 +38,13 @@ class TempFile {
  private:
   std::string path_;
 };
+
+// The keys of a JSON object in the order they were printed.
+inline std::vector<std::string> keysOf(const nlohmann::ordered_json& json) {
+  std::vector<std::string> keys;
+  for (const auto& item : json.items()) keys.push_back(item.key());
+  return keys;
+}
 
 inline std::string examplePath(std::string_view name) {
   return std::string(PREMOOV_SOURCE_DIR) + "/examples/" + std::string(name);

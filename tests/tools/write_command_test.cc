@@ -16,12 +16,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using OrderedJson = nlohmann::ordered_json;
 
-std::vector<std::string> keysOf(const OrderedJson& json) {
-  std::vector<std::string> keys;
-  for (const auto& item : json.items()) keys.push_back(item.key());
-  return keys;
-}
-
 uint64_t sizeOnDisk(const std::string& path) {
   struct stat status {};
   return ::stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
