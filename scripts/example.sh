@@ -8,4 +8,7 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target premoov
 out=${PREMOOV_EXAMPLE_OUT:-/tmp/premoov-example.mov}
 build/release/tools/premoov/premoov write examples/prores_hq_1080i2997_8ch_1h.json --file "$out"
-build/release/tools/premoov/premoov inspect "$out" | head -n 60
+# What a reader finds in it: its tracks and metadata (the whole atom tree is in the .json file).
+build/release/tools/premoov/premoov inspect "$out" > "$out.inspect.json"
+sed -n '/"tracks"/,$p' "$out.inspect.json"
+echo "Atom tree and tracks: $out.inspect.json"
