@@ -9,6 +9,7 @@
 
 #include "base/four_char_code.h"
 #include "media/audio_types.h"
+#include "support/recording_client.h"
 #include "tools/tool_test_files.h"
 
 namespace premoov {
@@ -162,16 +163,8 @@ TEST(RequestFileTest, ReadsTheHourOfProResExample) {
   ASSERT_EQ(s.objectForKey("asbds")->elements().size(), 8u);
   for (const Value& element : s.objectForKey("asbds")->elements()) {
     ASSERT_EQ(element.bytes().size(), 40u);
-    const AudioStreamBasicDescription asbd = asbdFromHostBytes(element.bytes());
-    EXPECT_EQ(asbd.mSampleRate, 48000.0);
-    EXPECT_EQ(asbd.mFormatID, kAudioFormatLinearPCM);
-    EXPECT_EQ(asbd.mFormatFlags, kAudioFormatFlagIsBigEndian | kAudioFormatFlagIsSignedInteger |
-                                     kAudioFormatFlagIsPacked);
-    EXPECT_EQ(asbd.mBytesPerPacket, 3u);
-    EXPECT_EQ(asbd.mFramesPerPacket, 1u);
-    EXPECT_EQ(asbd.mBytesPerFrame, 3u);
-    EXPECT_EQ(asbd.mChannelsPerFrame, 1u);
-    EXPECT_EQ(asbd.mBitsPerChannel, 24u);
+    // Mono 24-bit big-endian signed packed PCM at 48 kHz, field for field.
+    EXPECT_EQ(asbdFromHostBytes(element.bytes()), testing::pcmDescription(48000, 1, 24));
   }
   ASSERT_NE(s.objectForKey("layouts"), nullptr);
   ASSERT_EQ(s.objectForKey("layouts")->elements().size(), 8u);
