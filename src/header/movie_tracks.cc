@@ -16,6 +16,16 @@ DataReference handleDataReference() {
   return DataReference{HandleDataHandlerSubType, {}, std::vector<uint8_t>(4, 0)};
 }
 
+// An audio medium's time scale is its sample rate truncated to a 32-bit integer. A rate that has
+// no such value (not a number, infinite, out of range) gives 0, which no medium accepts.
+TimeScale audioTimeScale(double sampleRate) {
+  if (!(sampleRate > -2147483649.0 && sampleRate < 2147483648.0)) {
+    NSLog("Audio sample rate %g is no media time scale", sampleRate);
+    return 0;
+  }
+  return static_cast<TimeScale>(sampleRate);
+}
+
 // A medium lists its sample description from the start, so that a track that gets no sample
 // (a frame rate without a chunk table lays out no video) still describes its media: readers
 // refuse a file with an empty description table.
@@ -126,7 +136,7 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
   for (size_t i = 0; i < soundDescriptions.size(); ++i) {
     Track* track = nullptr;
     Media* media = nullptr;
-    const auto rate = static_cast<TimeScale>(settings.asbds[i].mSampleRate);
+    const TimeScale rate = audioTimeScale(settings.asbds[i].mSampleRate);
     if (auto failure = newTrackWithMedia(toolbox, movie, "Audio", 0, 0, kShortFixed1,
                                          SoundMediaType, rate, &track, &media)) {
       return failure;

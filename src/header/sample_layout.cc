@@ -54,13 +54,14 @@ class Layout {
 
  private:
   bool cancelled() const { return in_.cancelled && in_.cancelled->load(std::memory_order_relaxed); }
-  // Bytes the sample tables of every medium (and of the long-GOP table) already take in the
-  // header: a lower bound of its size.
+  // Bytes the sample tables of every medium (and of the long-GOP table) take in the header: a
+  // lower bound of its size. Counted once at the start, then kept up to date reference by
+  // reference, so that the test below costs nothing per group.
   uint64_t sampleTableBytes() const;
   // The header can no longer end before the media data header: laying out more would only spend
   // time and memory on a request that is refused anyway.
   bool headerCannotFit() const {
-    return sampleTableBytes() > mediaDataAtomStart(in_.headerRoom, s_.globalTimecode);
+    return tableBytes_ > mediaDataAtomStart(in_.headerRoom, s_.globalTimecode);
   }
 
   Failure reference(Media& media, const SampleDescriptionHandle& description, const char* track,
@@ -84,6 +85,7 @@ class Layout {
   uint64_t offset_ = 0;
   uint64_t placed_ = 0;   // video frames referenced so far
   uint64_t samples_ = 0;  // samples of every medium referenced so far
+  uint64_t tableBytes_ = 0;
 };
 
 uint64_t Layout::sampleTableBytes() const {
@@ -99,7 +101,7 @@ uint64_t Layout::sampleTableBytes() const {
 }
 
 SampleLayoutResult Layout::tooLong() const {
-  const uint64_t bytes = sampleTableBytes();
+  const uint64_t bytes = tableBytes_;
   NSLog(
       "The layout stops at %llu frames: its sample tables take %llu bytes, more than the header "
       "room of %u bytes holds",
@@ -125,9 +127,12 @@ Failure Layout::reference(Media& media, const SampleDescriptionHandle& descripti
   record.durationPerSample = static_cast<uint32_t>(duration);
   record.numberOfSamples = count;
   record.sampleFlags = flags;
+  // A reference to no samples adds nothing to the tables: not counted.
+  const uint64_t bytesBefore = count > 0 ? media.runs.summary().atomBytes() : 0;
   if (OSErr err = toolbox_.AddMediaSampleReferences64(media, description, 1, &record, nullptr)) {
     return stringWithFormat(failureFormat, err);
   }
+  if (count > 0) tableBytes_ += media.runs.summary().atomBytes() - bytesBefore;
   if (in_.observer) {
     in_.observer->didReference({track, offset_, dataSize, count, duration, flags, std::nullopt});
   }
@@ -137,11 +142,13 @@ Failure Layout::reference(Media& media, const SampleDescriptionHandle& descripti
 }
 
 Failure Layout::tableReference(uint32_t dataSize, uint32_t flags, int64_t displayOffset) {
+  const uint64_t bytesBefore = table_->runs.summary().atomBytes();
   if (OSErr err = toolbox_.QTSampleTableAddSampleReferences(
           *table_, static_cast<int64_t>(offset_), dataSize, frameDuration_.value, displayOffset, 1,
           flags, descriptionID_, nullptr)) {
     return stringWithFormat("QTSampleTableAddSampleReferences (Video) failed (%i)", err);
   }
+  tableBytes_ += table_->runs.summary().atomBytes() - bytesBefore;
   if (in_.observer) {
     in_.observer->didReference(
         {"video", offset_, dataSize, 1, frameDuration_.value, flags, displayOffset});
@@ -206,9 +213,11 @@ Failure Layout::longGOPFrames(int64_t frames) {
 
 Failure Layout::audioRuns(uint32_t samples, bool checked) {
   for (size_t i = 0; i < tracks_.audioMedia.size(); ++i) {
-    const std::string track = "audio" + std::to_string(i + 1);
+    static constexpr const char* kTrackNames[kMaxAudioTracks] = {
+        "audio1", "audio2",  "audio3",  "audio4",  "audio5",  "audio6",  "audio7",  "audio8",
+        "audio9", "audio10", "audio11", "audio12", "audio13", "audio14", "audio15", "audio16"};
     const uint64_t size = uint64_t{samples} * s_.asbds[i].mBytesPerPacket;
-    auto f = reference(*tracks_.audioMedia[i], tracks_.audioDescriptions[i], track.c_str(),
+    auto f = reference(*tracks_.audioMedia[i], tracks_.audioDescriptions[i], kTrackNames[i],
                        "AddMediaSampleReferences64 (Audio) failed (%i)", size, samples, 1);
     if (f && checked) return f;
     if (f) NSLog("%s; the layout goes on", f->c_str());
@@ -289,6 +298,7 @@ SampleLayoutResult Layout::run() {
             std::nullopt};
   }
 
+  tableBytes_ = sampleTableBytes();
   if (G == 0) {
     toolbox_.QTSampleTableRelease(table_);
     if (in_.observer) in_.observer->didEndLayout(offset_);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "base/byte_reader.h"
 #include "base/log.h"
 #include "movie/atom_tree.h"
@@ -458,6 +460,21 @@ TEST(MovieCreatorTest, AVideoTrackWithoutSamplesKeepsItsDescription) {
   const AtomNode* stsz = findAtom(tree.atoms, "moov/trak[0]/mdia/minf/stbl/stsz");
   ASSERT_NE(stsz, nullptr);
   EXPECT_EQ(atomPayload(header, *stsz)->subspan(8, 4)[3], 0) << "no video sample";
+}
+
+// An audio medium's time scale is its sample rate as a 32-bit integer: a rate that has none is
+// refused like any time scale the toolbox cannot take, not converted to an arbitrary number.
+TEST(MovieCreatorTest, AnAudioRateThatIsNoTimeScaleFailsTheAudioTrack) {
+  for (double rate : {std::numeric_limits<double>::quiet_NaN(),
+                      std::numeric_limits<double>::infinity(), 1e300, 4294967296.0, 0.5}) {
+    Value s = settingsWith(0, false);
+    s.setObject("numberOfAudioTracks", Value::integer(1));
+    Value asbds = Value::array();
+    asbds.append(Value::data(hostBytesOf(testing::pcmDescription(rate, 1, 24))));
+    s.setObject("asbds", asbds);
+    const auto run = request(defaultToolbox(), s);
+    EXPECT_EQ(onlyFailure(*run), "NewTrackMedia (Audio) failed (-50)") << rate;
+  }
 }
 
 TEST(MovieCreatorTest, TrackAndMediaCreationFailuresNameTheTrack) {
