@@ -16,6 +16,13 @@ DataReference handleDataReference() {
   return DataReference{HandleDataHandlerSubType, {}, std::vector<uint8_t>(4, 0)};
 }
 
+// A medium lists its sample description from the start, so that a track that gets no sample
+// (a frame rate without a chunk table lays out no video) still describes its media: readers
+// refuse a file with an empty description table.
+void keepDescription(Media& media, const SampleDescriptionHandle& description) {
+  if (description) media.indexOfDescription(description);
+}
+
 Failure newTrackWithMedia(Toolbox& toolbox, Movie& movie, const char* trackType, Fixed width,
                           Fixed height, ShortFixed volume, OSType mediaType, TimeScale timescale,
                           Track** track, Media** media) {
@@ -38,6 +45,13 @@ std::optional<std::string> pascalASCII(const std::string& name) {
   return name;
 }
 
+// The text handle is as long as the Pascal length byte read as a signed number, as recorders have
+// always made it: a name of 128 to 255 characters gives a negative length, no handle, and so no
+// reel name.
+bool fitsTextHandle(const std::string& pascalName) {
+  return static_cast<int8_t>(static_cast<uint8_t>(pascalName.size())) >= 0;
+}
+
 // Attaches the reel name to the timecode description. Every failure here is silent: the header
 // is still good without a reel.
 void setReelName(Toolbox& toolbox, const std::optional<std::string>& reelName, Media& media,
@@ -46,6 +60,12 @@ void setReelName(Toolbox& toolbox, const std::optional<std::string>& reelName, M
   if (toolbox.NewUserData(&userData) != noErr) return;
   const auto name = pascalASCII(reelName.value_or("001"));
   if (!name) return;
+  if (!fitsTextHandle(*name)) {
+    NSLog("Reel name of %zu characters: its text handle cannot be made; no reel name",
+          name->size());
+    toolbox.DisposeUserData(userData);
+    return;
+  }
   if (toolbox.AddUserDataText(userData, *name, FourCC("name"), 1, 0) == noErr) {
     toolbox.TCSetSourceRef(media, description, userData);
   }
@@ -92,6 +112,7 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
   }
   toolbox.SetMediaPreferredChunkSize(*tracks.videoMedia, kVideoPreferredChunkSize);
   tracks.videoDescription = videoDescription;
+  keepDescription(*tracks.videoMedia, videoDescription);
 
   if (OSErr err = toolbox.QTNewDataReferenceFromFullPathCFString(path, kNativePathStyle, 0,
                                                                  &tracks.fileReference)) {
@@ -111,6 +132,7 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
       return failure;
     }
     toolbox.SetMediaPreferredChunkSize(*media, kAudioPreferredChunkSize);
+    keepDescription(*media, soundDescriptions[i]);
     if (!addMediaDataRef(toolbox, tracks.fileReference, *media, "Audio", &error)) return error;
     tracks.audio.push_back(track);
     tracks.audioMedia.push_back(media);
@@ -125,6 +147,7 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
       return failure;
     }
     tracks.closedCaptionDescription = makeClosedCaptionDescription();
+    keepDescription(*tracks.closedCaptionMedia, tracks.closedCaptionDescription);
     if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.closedCaptionMedia, "ClosedCaption",
                          &error)) {
       return error;
@@ -138,6 +161,7 @@ Failure makeTracks(Toolbox& toolbox, Movie& movie, const HeaderSettings& setting
   }
   tracks.timecodeDescription =
       makeTimecodeDescription(settings.timecodeIsDropFrame, settings.videoFrameDuration);
+  keepDescription(*tracks.timecodeMedia, tracks.timecodeDescription);
   setReelName(toolbox, settings.reelName, *tracks.timecodeMedia, tracks.timecodeDescription);
   if (!addMediaDataRef(toolbox, tracks.fileReference, *tracks.timecodeMedia, "TimeCode", &error)) {
     return error;

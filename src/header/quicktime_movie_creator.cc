@@ -16,6 +16,9 @@
 namespace premoov {
 namespace {
 
+constexpr const char* kMovieTooLongFormat =
+    "Movie is too long, please record a shorter duration(%li)";
+
 // The sound descriptions of the audio tracks, from slot i and layout i. The loop keeps to the
 // descriptions given: a request that announces more tracks than it describes gets only those.
 std::vector<SampleDescriptionHandle> makeSoundDescriptions(Toolbox& toolbox,
@@ -140,18 +143,24 @@ void ZPRQuickTimeMovieCreator::writeQuickTimeHeaderAtPath(const std::string& pat
                        .observer = observer_},
                       tracks);
     if (layout.failure) return layout.failure;
+    if (layout.headerTooLong) {
+      // Refused as soon as the sample tables alone outgrow the room: the figure is the size they
+      // reached, which the whole header would only exceed.
+      return stringWithFormat(kMovieTooLongFormat, static_cast<long>(*layout.headerTooLong));
+    }
     if (auto f = insertMediaIntoTracks(toolbox_, s, tracks)) return f;
     if (auto f = writeMovieMetadata(toolbox_, *movie, s.software, newFile, s.metadataItems)) {
       return f;
     }
 
+    // The header grows to the room: reserved once, so that it is never copied on the way.
     Handle header;
+    header.reserve(room);
     (void)toolbox_.PutMovieForDataRefIntoHandle(*movie, tracks.fileReference,
                                                 AliasDataHandlerSubType, header);
     const auto movieSize = static_cast<int64_t>(header.size());
     if (static_cast<int64_t>(mdatStart) - movieSize < 0) {
-      return stringWithFormat("Movie is too long, please record a shorter duration(%li)",
-                              static_cast<long>(movieSize));
+      return stringWithFormat(kMovieTooLongFormat, static_cast<long>(movieSize));
     }
     header.resize(room, 0);
     const uint64_t mdatSize = layout.end - mdatStart;

@@ -54,9 +54,14 @@ class Layout {
 
  private:
   bool cancelled() const { return in_.cancelled && in_.cancelled->load(std::memory_order_relaxed); }
-  // Each non-empty reference is one chunk, at least 4 bytes of header: past this many the
-  // header cannot fit and laying out more would only spend memory.
-  bool pastHeaderRoom() const { return chunks_ > in_.headerRoom / 4; }
+  // Bytes the sample tables of every medium (and of the long-GOP table) already take in the
+  // header: a lower bound of its size.
+  uint64_t sampleTableBytes() const;
+  // The header can no longer end before the media data header: laying out more would only spend
+  // time and memory on a request that is refused anyway.
+  bool headerCannotFit() const {
+    return sampleTableBytes() > mediaDataAtomStart(in_.headerRoom, s_.globalTimecode);
+  }
 
   Failure reference(Media& media, const SampleDescriptionHandle& description, const char* track,
                     const char* failureFormat, uint64_t dataSize, uint32_t count, int64_t duration,
@@ -67,6 +72,7 @@ class Layout {
   Failure audioRuns(uint32_t samples, bool checked);
   Failure timecodeAndCaptionRuns(uint32_t frames);
   void align(bool always);
+  SampleLayoutResult tooLong() const;
 
   Toolbox& toolbox_;
   const SampleLayoutInput& in_;
@@ -76,17 +82,47 @@ class Layout {
   std::unique_ptr<SampleTable> table_;
   int64_t descriptionID_ = 0;
   uint64_t offset_ = 0;
-  uint64_t placed_ = 0;  // video frames referenced so far
-  uint64_t chunks_ = 0;
+  uint64_t placed_ = 0;   // video frames referenced so far
+  uint64_t samples_ = 0;  // samples of every medium referenced so far
 };
+
+uint64_t Layout::sampleTableBytes() const {
+  uint64_t bytes = table_ ? table_->runs.summary().atomBytes() : 0;
+  const auto add = [&](const Media* media) {
+    if (media) bytes += media->runs.summary().atomBytes();
+  };
+  add(tracks_.videoMedia);
+  for (const Media* media : tracks_.audioMedia) add(media);
+  add(tracks_.closedCaptionMedia);
+  add(tracks_.timecodeMedia);
+  return bytes;
+}
+
+SampleLayoutResult Layout::tooLong() const {
+  const uint64_t bytes = sampleTableBytes();
+  NSLog(
+      "The layout stops at %llu frames: its sample tables take %llu bytes, more than the header "
+      "room of %u bytes holds",
+      static_cast<unsigned long long>(placed_), static_cast<unsigned long long>(bytes),
+      in_.headerRoom);
+  return {std::nullopt, offset_, bytes};
+}
 
 Failure Layout::reference(Media& media, const SampleDescriptionHandle& description,
                           const char* track, const char* failureFormat, uint64_t dataSize,
                           uint32_t count, int64_t duration, uint16_t flags) {
+  // The reference record holds 32-bit sizes and durations: what does not fit is refused as the
+  // toolbox refuses a bad argument, rather than cut to a wrong value.
+  if (dataSize > std::numeric_limits<uint32_t>::max() || duration < 0 ||
+      duration > std::numeric_limits<uint32_t>::max()) {
+    NSLog("A %s reference of %llu bytes, %lld per sample, does not fit a sample reference", track,
+          static_cast<unsigned long long>(dataSize), static_cast<long long>(duration));
+    return stringWithFormat(failureFormat, paramErr);
+  }
   SampleReference64Record record;
   record.dataOffset = offset_;
   record.dataSize = static_cast<uint32_t>(dataSize);
-  record.durationPerSample = static_cast<TimeValue>(duration);
+  record.durationPerSample = static_cast<uint32_t>(duration);
   record.numberOfSamples = count;
   record.sampleFlags = flags;
   if (OSErr err = toolbox_.AddMediaSampleReferences64(media, description, 1, &record, nullptr)) {
@@ -95,8 +131,8 @@ Failure Layout::reference(Media& media, const SampleDescriptionHandle& descripti
   if (in_.observer) {
     in_.observer->didReference({track, offset_, dataSize, count, duration, flags, std::nullopt});
   }
-  if (count > 0) ++chunks_;
-  offset_ += static_cast<uint32_t>(dataSize);
+  samples_ += count;
+  offset_ += dataSize;
   return std::nullopt;
 }
 
@@ -110,7 +146,7 @@ Failure Layout::tableReference(uint32_t dataSize, uint32_t flags, int64_t displa
     in_.observer->didReference(
         {"video", offset_, dataSize, 1, frameDuration_.value, flags, displayOffset});
   }
-  ++chunks_;
+  ++samples_;
   offset_ += dataSize;
   return std::nullopt;
 }
@@ -220,16 +256,19 @@ SampleLayoutResult Layout::run() {
     if (auto f = reference(*tracks_.timecodeMedia, tracks_.timecodeDescription, "timecode",
                            "AddMediaSampleReferences64 (TimeCode) failed (%i)", kTimecodeSampleSize,
                            1, length.value)) {
-      return {f, offset_};
+      return {f, offset_, std::nullopt};
     }
   }
 
+  // A frame duration of no positive rate, or of more than 10^9 frames a second, makes no
+  // interleave group: nothing is laid out, not even a tail.
   const int64_t G = groupLength(frameDuration_);
-  const auto F = static_cast<uint32_t>(
-      frameDuration_.value != 0 ? in_.duration.value / frameDuration_.value : 0);
   if (G == 0)
     NSLog("Frame duration %lld/%d gives no interleave group; no frames are laid out",
           static_cast<long long>(frameDuration_.value), frameDuration_.timescale);
+  // The frame count is used as an unsigned 32-bit number, as recorders count it. G > 0 means a
+  // positive frame duration value, so the division cannot trap.
+  const auto F = static_cast<uint32_t>(G > 0 ? in_.duration.value / frameDuration_.value : 0);
   uint32_t A = 0;
   if (!tracks_.audioMedia.empty()) {
     // The first track's rate serves every track; the frame duration's value / 1000 is one group
@@ -240,24 +279,32 @@ SampleLayoutResult Layout::run() {
   }
 
   if (OSErr err = toolbox_.QTSampleTableCreateMutable(frameDuration_.timescale, &table_)) {
-    return {stringWithFormat("QTSampleTableCreateMutable (Video) failed (%i)", err), offset_};
+    return {stringWithFormat("QTSampleTableCreateMutable (Video) failed (%i)", err), offset_,
+            std::nullopt};
   }
   if (OSErr err = toolbox_.QTSampleTableAddSampleDescription(*table_, tracks_.videoDescription, 0,
                                                              &descriptionID_)) {
     toolbox_.QTSampleTableRelease(table_);
-    return {stringWithFormat("QTSampleTableAddSampleDescription (Video) failed (%i)", err),
-            offset_};
+    return {stringWithFormat("QTSampleTableAddSampleDescription (Video) failed (%i)", err), offset_,
+            std::nullopt};
   }
 
+  if (G == 0) {
+    toolbox_.QTSampleTableRelease(table_);
+    if (in_.observer) in_.observer->didEndLayout(offset_);
+    return {std::nullopt, offset_, std::nullopt};
+  }
+
+  bool stoppedTooLong = false;
   Failure failure = [&]() -> Failure {
     uint64_t remaining = F;
-    while (G > 0 && static_cast<uint64_t>(G) <= remaining) {
+    while (static_cast<uint64_t>(G) <= remaining) {
       if (cancelled()) return std::nullopt;
-      if (pastHeaderRoom()) {
-        NSLog("The layout stops: %llu references cannot fit a header room of %u bytes",
-              static_cast<unsigned long long>(chunks_), in_.headerRoom);
+      if (headerCannotFit()) {
+        stoppedTooLong = true;
         return std::nullopt;
       }
+      const uint64_t samplesBefore = samples_;
       for (int32_t n : in_.chunkTable) {
         if (auto f = s_.isLongGOP ? longGOPFrames(n) : videoFrames(n, true)) return f;
       }
@@ -265,10 +312,22 @@ SampleLayoutResult Layout::run() {
       if (auto f = timecodeAndCaptionRuns(static_cast<uint32_t>(G))) return f;
       align(false);
       remaining -= static_cast<uint64_t>(G);
+      if (samples_ == samplesBefore && static_cast<uint64_t>(G) <= remaining) {
+        // A group that references no sample leaves everything a later group depends on as it
+        // was, and ends aligned: every later full group would reference nothing and move
+        // nothing. Only the tail can differ.
+        NSLog("Interleave groups reference no sample; %llu more full groups are skipped",
+              static_cast<unsigned long long>(remaining / static_cast<uint64_t>(G)));
+        remaining %= static_cast<uint64_t>(G);
+      }
     }
 
     const auto R = static_cast<uint32_t>(remaining);
-    if (R == 0 || cancelled() || pastHeaderRoom()) return std::nullopt;
+    if (R == 0 || cancelled()) return std::nullopt;
+    if (headerCannotFit()) {
+      stoppedTooLong = true;
+      return std::nullopt;
+    }
     int64_t left = R;
     for (int32_t n : in_.chunkTable) {
       if (left <= 0) break;
@@ -286,6 +345,11 @@ SampleLayoutResult Layout::run() {
     return std::nullopt;
   }();
 
+  if (stoppedTooLong || (!failure && headerCannotFit())) {
+    SampleLayoutResult result = tooLong();
+    toolbox_.QTSampleTableRelease(table_);
+    return result;
+  }
   if (!failure && s_.isLongGOP) {
     const int64_t count = toolbox_.QTSampleTableGetNumberOfSamples(*table_);
     if (OSErr err =
@@ -295,7 +359,7 @@ SampleLayoutResult Layout::run() {
   }
   toolbox_.QTSampleTableRelease(table_);
   if (in_.observer && !failure) in_.observer->didEndLayout(offset_);
-  return {failure, offset_};
+  return {failure, offset_, std::nullopt};
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ OSErr FaultInjectingToolbox::QTSampleTableAddSampleReferences(
                                                    descriptionID, newSampleNum);
 }
 
-OSErr FaultInjectingToolbox::AddSampleTableToMedia(Media& media, const SampleTable& table,
+OSErr FaultInjectingToolbox::AddSampleTableToMedia(Media& media, SampleTable& table,
                                                    int64_t firstSample, int64_t numberOfSamples,
                                                    TimeValue64* sampleTime) {
   if (OSErr err = injected("AddSampleTableToMedia", media.type)) return err;

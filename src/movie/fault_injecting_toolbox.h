@@ -47,7 +47,7 @@ class FaultInjectingToolbox : public Toolbox {
                                          TimeValue64 decodeDuration, TimeValue64 displayOffset,
                                          int64_t numberOfSamples, uint32_t sampleFlags,
                                          int64_t descriptionID, int64_t* newSampleNum) override;
-  OSErr AddSampleTableToMedia(Media& media, const SampleTable& table, int64_t firstSample,
+  OSErr AddSampleTableToMedia(Media& media, SampleTable& table, int64_t firstSample,
                               int64_t numberOfSamples, TimeValue64* sampleTime) override;
   OSErr InsertMediaIntoTrack(Track& track, TimeValue64 trackStart, TimeValue64 mediaTime,
                              TimeValue64 mediaDuration, Fixed mediaRate) override;

@@ -4,17 +4,9 @@
 
 namespace premoov {
 
-int64_t Media::duration() const {
-  int64_t total = 0;
-  for (const auto& run : runs) total += run.decodeDuration * run.count;
-  return total;
-}
+int64_t Media::duration() const { return runs.summary().totalDuration(); }
 
-uint64_t Media::sampleCount() const {
-  uint64_t total = 0;
-  for (const auto& run : runs) total += run.count;
-  return total;
-}
+uint64_t Media::sampleCount() const { return runs.summary().samples(); }
 
 uint32_t Media::indexOfDescription(const SampleDescriptionHandle& description) {
   auto it = std::find(descriptions.begin(), descriptions.end(), description);

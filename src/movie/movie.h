@@ -6,20 +6,9 @@
 #include <vector>
 
 #include "movie/movie_types.h"
+#include "movie/sample_runs.h"
 
 namespace premoov {
-
-// Samples recorded by one reference: `count` samples of `sampleSize` bytes back to back at
-// `offset`, each lasting `decodeDuration`. A run is one chunk of the file.
-struct SampleRun {
-  uint64_t offset = 0;
-  uint32_t sampleSize = 0;
-  uint32_t count = 0;
-  int64_t decodeDuration = 0;     // per sample, in the media's time scale
-  int64_t displayOffset = 0;      // composition offset of every sample of the run
-  uint32_t flags = 0;             // MediaSampleFlags
-  uint32_t descriptionIndex = 1;  // 1-based into Media::descriptions
-};
 
 struct MediaDataReference {
   DataReference reference;
@@ -32,11 +21,11 @@ struct Media {
   int32_t preferredChunkSize = 0;
   std::vector<MediaDataReference> dataReferences;  // index 1 is the first
   std::vector<SampleDescriptionHandle> descriptions;
-  std::vector<SampleRun> runs;
+  SampleRuns runs;
   // Timecode media: the user data attached to the sample description (the reel name).
   UserData timecodeSourceUserData;
 
-  // Sum of every sample's decode duration, in the media's time scale.
+  // Sum of every sample's decode duration, in the media's time scale (saturating).
   int64_t duration() const;
   uint64_t sampleCount() const;
   // 1-based index of `description`, adding it when new.
@@ -101,8 +90,9 @@ struct Movie {
 struct SampleTable {
   TimeScale timescale = 0;
   std::vector<SampleDescriptionHandle> descriptions;  // ids are 1-based indexes
-  std::vector<SampleRun> runs;                        // descriptionIndex is the id here
-  int64_t sampleCount = 0;
+  SampleRuns runs;                                    // descriptionIndex is the id here
+
+  int64_t sampleCount() const { return static_cast<int64_t>(runs.summary().samples()); }
 };
 
 }  // namespace premoov

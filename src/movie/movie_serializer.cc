@@ -275,7 +275,7 @@ void writeSampleDescription(ByteWriter& w, const Media& media,
   }
 }
 
-void writeSampleTable(ByteWriter& w, const Media& media, const SampleTableAtoms& table) {
+void writeSampleTable(ByteWriter& w, const Media& media) {
   AtomScope stbl(w, FourCC("stbl"));
   {
     AtomScope stsd(w, FourCC("stsd"), 0, 0);
@@ -284,10 +284,10 @@ void writeSampleTable(ByteWriter& w, const Media& media, const SampleTableAtoms&
       writeSampleDescription(w, media, description);
     }
   }
-  writeSampleTableAtoms(w, table);
+  writeSampleTableAtoms(w, media.runs);
 }
 
-void writeMediaInformation(ByteWriter& w, const Media& media, const SampleTableAtoms& table) {
+void writeMediaInformation(ByteWriter& w, const Media& media) {
   AtomScope minf(w, FourCC("minf"));
   if (media.type == VideoMediaType) {
     writeVideoMediaHeader(w);
@@ -298,16 +298,14 @@ void writeMediaInformation(ByteWriter& w, const Media& media, const SampleTableA
   }
   writeHandler(w, kDataHandlerType, AliasDataHandlerSubType);
   writeDataInformation(w);
-  writeSampleTable(w, media, table);
+  writeSampleTable(w, media);
 }
 
 void writeMedia(ByteWriter& w, const Media& media) {
-  const SampleTableAtoms table = buildSampleTableAtoms(media.runs);
   AtomScope mdia(w, FourCC("mdia"));
-  // The table's total equals Media::duration() and saturates rather than overflows.
-  writeMediaHeader(w, media, table.totalDuration);
+  writeMediaHeader(w, media, media.duration());
   writeHandler(w, kMediaHandlerType, media.type);
-  writeMediaInformation(w, media, table);
+  writeMediaInformation(w, media);
 }
 
 void writeTrack(ByteWriter& w, const Track& track) {
@@ -345,7 +343,7 @@ std::optional<std::string> serializationProblem(const Movie& movie,
         return stringWithFormat("track %u: sample description %zu is missing", t.trackID, i + 1);
       }
     }
-    if (auto problem = sampleTableProblem(media.runs, media.descriptions.size())) {
+    if (auto problem = media.runs.summary().problem(media.descriptions.size())) {
       return stringWithFormat("track %u: %s", t.trackID, problem->c_str());
     }
     if (media.timecodeSourceUserData) {
@@ -363,8 +361,10 @@ std::optional<std::string> serializationProblem(const Movie& movie,
   return std::nullopt;
 }
 
-std::vector<uint8_t> serializeMovie(const Movie& movie, const DataReference& /*selfReference*/) {
-  ByteWriter w;
+void serializeMovie(const Movie& movie, const DataReference& /*selfReference*/,
+                    std::vector<uint8_t>& out) {
+  out.clear();
+  ByteWriter w(std::move(out));
   {
     AtomScope moov(w, FourCC("moov"));
     writeMovieHeader(w, movie);
@@ -374,7 +374,13 @@ std::vector<uint8_t> serializeMovie(const Movie& movie, const DataReference& /*s
     writeUserDataAtom(w, movie.metadata);
     writeMetadataAtom(w, movie.metadata);
   }
-  return w.take();
+  out = w.take();
+}
+
+std::vector<uint8_t> serializeMovie(const Movie& movie, const DataReference& selfReference) {
+  std::vector<uint8_t> out;
+  serializeMovie(movie, selfReference, out);
+  return out;
 }
 
 }  // namespace premoov

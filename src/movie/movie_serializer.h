@@ -22,5 +22,9 @@ std::optional<std::string> serializationProblem(const Movie& movie,
 // Durations that do not fit 32 bits take the 64-bit versions of their atoms. Values that
 // serializationProblem() reports are clamped or left out, so the result is always well formed.
 std::vector<uint8_t> serializeMovie(const Movie& movie, const DataReference& selfReference);
+// The same into `out`, replacing what it held but keeping its capacity: a caller that reserved
+// the room the header will take gets it without a copy.
+void serializeMovie(const Movie& movie, const DataReference& selfReference,
+                    std::vector<uint8_t>& out);
 
 }  // namespace premoov

@@ -79,7 +79,9 @@ using SampleDescriptionHandle = std::shared_ptr<SampleDescription>;
 struct SampleReference64Record {
   uint64_t dataOffset = 0;
   uint32_t dataSize = 0;
-  TimeValue durationPerSample = 0;  // in the media's time scale
+  // In the media's time scale; unsigned 32-bit as a 'stts' delta is, so that one sample may last
+  // more than 2^31 units (a global timecode sample of many hours).
+  uint32_t durationPerSample = 0;
   uint32_t numberOfSamples = 0;
   uint16_t sampleFlags = 0;
 };

@@ -94,12 +94,10 @@ OSErr Toolbox::SetMediaDataRefAttributes(Media& media, int16_t index, int32_t at
 namespace {
 
 // A run of `count` samples that together take `dataSize` bytes: each sample gets an equal share.
-OSErr makeRun(uint64_t offset, uint64_t dataSize, uint64_t count, int64_t duration,
+OSErr makeRun(uint64_t offset, uint64_t dataSize, uint64_t count, uint32_t duration,
               SampleRun* run) {
   if (count == 0) return noErr;
-  if (duration < 0 || count > std::numeric_limits<uint32_t>::max() || dataSize % count != 0) {
-    return paramErr;
-  }
+  if (count > std::numeric_limits<uint32_t>::max() || dataSize % count != 0) return paramErr;
   run->offset = offset;
   run->sampleSize = static_cast<uint32_t>(dataSize / count);
   run->count = static_cast<uint32_t>(count);
@@ -114,11 +112,10 @@ OSErr Toolbox::AddMediaSampleReferences64(Media& media, const SampleDescriptionH
                                           const SampleReference64Record* sampleRefs,
                                           TimeValue64* sampleTime) {
   if (!description || (numberOfSamples > 0 && sampleRefs == nullptr)) return paramErr;
-  // Summing the media's duration costs a pass over its runs: only when asked.
   if (sampleTime) *sampleTime = media.duration();
   // Every reference is checked before any is recorded, so that a failed call leaves the media
   // as it was.
-  std::vector<SampleRun> runs;
+  bool anySamples = false;
   for (uint32_t i = 0; i < numberOfSamples; ++i) {
     const SampleReference64Record& ref = sampleRefs[i];
     SampleRun run;
@@ -126,13 +123,16 @@ OSErr Toolbox::AddMediaSampleReferences64(Media& media, const SampleDescriptionH
                             ref.durationPerSample, &run)) {
       return err;
     }
-    if (run.count == 0) continue;  // a reference to no samples records nothing
-    run.flags = ref.sampleFlags;
-    runs.push_back(run);
+    anySamples |= run.count > 0;
   }
-  if (runs.empty()) return noErr;
+  if (!anySamples) return noErr;  // a reference to no samples records nothing
   const uint32_t descriptionIndex = media.indexOfDescription(description);
-  for (SampleRun& run : runs) {
+  for (uint32_t i = 0; i < numberOfSamples; ++i) {
+    const SampleReference64Record& ref = sampleRefs[i];
+    SampleRun run;
+    (void)makeRun(ref.dataOffset, ref.dataSize, ref.numberOfSamples, ref.durationPerSample, &run);
+    if (run.count == 0) continue;
+    run.flags = ref.sampleFlags;
     run.descriptionIndex = descriptionIndex;
     media.runs.push_back(run);
   }
@@ -161,40 +161,60 @@ OSErr Toolbox::QTSampleTableAddSampleReferences(SampleTable& table, int64_t data
                                                 TimeValue64 displayOffset, int64_t numberOfSamples,
                                                 uint32_t sampleFlags, int64_t descriptionID,
                                                 int64_t* newSampleNum) {
+  // A decode duration is a 'stts' delta (unsigned 32-bit), a display offset a 'ctts' one (signed).
   if (dataOffset < 0 || numberOfSamples < 0 || descriptionID < 1 ||
-      descriptionID > static_cast<int64_t>(table.descriptions.size())) {
+      descriptionID > static_cast<int64_t>(table.descriptions.size()) || decodeDuration < 0 ||
+      decodeDuration > std::numeric_limits<uint32_t>::max() ||
+      displayOffset < std::numeric_limits<int32_t>::min() ||
+      displayOffset > std::numeric_limits<int32_t>::max()) {
     return paramErr;
   }
   // Here the size is that of each sample.
   SampleRun run;
   if (OSErr err = makeRun(static_cast<uint64_t>(dataOffset),
                           uint64_t{dataSize} * static_cast<uint64_t>(numberOfSamples),
-                          static_cast<uint64_t>(numberOfSamples), decodeDuration, &run)) {
+                          static_cast<uint64_t>(numberOfSamples),
+                          static_cast<uint32_t>(decodeDuration), &run)) {
     return err;
   }
-  if (newSampleNum) *newSampleNum = table.sampleCount + 1;
+  if (newSampleNum) *newSampleNum = table.sampleCount() + 1;
   if (run.count == 0) return noErr;
-  run.displayOffset = displayOffset;
+  run.displayOffset = static_cast<int32_t>(displayOffset);
   run.flags = sampleFlags;
   run.descriptionIndex = static_cast<uint32_t>(descriptionID);
   table.runs.push_back(run);
-  table.sampleCount += run.count;
   return noErr;
 }
 
 int64_t Toolbox::QTSampleTableGetNumberOfSamples(const SampleTable& table) {
-  return table.sampleCount;
+  return table.sampleCount();
 }
 
-OSErr Toolbox::AddSampleTableToMedia(Media& media, const SampleTable& table, int64_t firstSample,
+OSErr Toolbox::AddSampleTableToMedia(Media& media, SampleTable& table, int64_t firstSample,
                                      int64_t numberOfSamples, TimeValue64* sampleTime) {
   if (table.timescale != media.timescale) return invalidSampleTable;
+  const int64_t tableSamples = table.sampleCount();
   // Compared as "samples left after the first", which cannot overflow as a sum could.
   if (firstSample < 1 || numberOfSamples < 0 ||
-      numberOfSamples > table.sampleCount - (firstSample - 1)) {
+      numberOfSamples > tableSamples - (firstSample - 1)) {
     return paramErr;
   }
   if (sampleTime) *sampleTime = media.duration();
+  // The media's index of each table description, added to the media at its first use.
+  std::vector<uint32_t> mediaIndexOf(table.descriptions.size(), 0);
+  const auto renumber = [&](uint32_t id) {
+    uint32_t& index = mediaIndexOf[id - 1];
+    if (index == 0) index = media.indexOfDescription(table.descriptions[id - 1]);
+    return index;
+  };
+  // The whole table into a medium without samples: its runs move over instead of being copied,
+  // so the samples are never held twice. The table is left empty.
+  if (firstSample == 1 && numberOfSamples == tableSamples && media.runs.empty()) {
+    media.runs = std::move(table.runs);
+    table.runs.clear();
+    media.runs.renumberDescriptions(renumber);
+    return noErr;
+  }
   int64_t sampleNumber = 1;  // of the first sample of the current run
   const int64_t last = firstSample + numberOfSamples - 1;
   for (const SampleRun& run : table.runs) {
@@ -205,8 +225,7 @@ OSErr Toolbox::AddSampleTableToMedia(Media& media, const SampleTable& table, int
       SampleRun piece = run;
       piece.offset += static_cast<uint64_t>(from - sampleNumber) * run.sampleSize;
       piece.count = static_cast<uint32_t>(to - from + 1);
-      piece.descriptionIndex =
-          media.indexOfDescription(table.descriptions[run.descriptionIndex - 1]);
+      piece.descriptionIndex = renumber(run.descriptionIndex);
       media.runs.push_back(piece);
     }
     sampleNumber = runLast + 1;
@@ -309,7 +328,7 @@ OSErr Toolbox::PutMovieForDataRefIntoHandle(const Movie& movie, const DataRefere
     NSLog("The movie is written with a fault: %s", problem->c_str());
     err = paramErr;
   }
-  handle = serializeMovie(movie, dataRef);
+  serializeMovie(movie, dataRef, handle);
   return err;
 }
 

@@ -62,7 +62,9 @@ class Toolbox {
                                                  uint32_t sampleFlags, int64_t descriptionID,
                                                  int64_t* newSampleNum);
   virtual int64_t QTSampleTableGetNumberOfSamples(const SampleTable& table);
-  virtual OSErr AddSampleTableToMedia(Media& media, const SampleTable& table, int64_t firstSample,
+  // Samples `firstSample` (1-based) and on of `table` into `media`. The whole table into a medium
+  // that holds no samples yet is moved rather than copied and leaves the table empty.
+  virtual OSErr AddSampleTableToMedia(Media& media, SampleTable& table, int64_t firstSample,
                                       int64_t numberOfSamples, TimeValue64* sampleTime);
   virtual void QTSampleTableRelease(std::unique_ptr<SampleTable>& table);
 

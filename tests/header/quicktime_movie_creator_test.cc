@@ -417,10 +417,47 @@ TEST(MovieCreatorTest, ReelNameTravelsInTheTimecodeDescription) {
 
 TEST(MovieCreatorTest, NonASCIIReelNameLeavesTheDescriptionWithoutAName) {
   Value s = settingsWith(0, false);
-  s.setObject("reelName", Value::string("R\xC3\xA9" "el"));
+  s.setObject("reelName", Value::string("R\xC3\xA9"
+                                        "el"));
   const auto run = request(defaultToolbox(), s);
   ASSERT_EQ(run->client.headers.size(), 1u);
   EXPECT_FALSE(reelNameIn(run->client.headers[0].bytes).has_value());
+}
+
+// The text handle of a reel name is as long as its Pascal length byte read as signed: from 128
+// characters on the length is negative, no handle is made and the timecode gets no name.
+TEST(MovieCreatorTest, ReelNamesOf128To255CharactersGetNoSourceReference) {
+  for (const auto& [length, kept] : {std::pair{127, true}, {128, false}, {255, false}}) {
+    Value s = settingsWith(0, false);
+    s.setObject("reelName", Value::string(std::string(static_cast<size_t>(length), 'R')));
+    const auto run = request(defaultToolbox(), s);
+    ASSERT_EQ(run->client.headers.size(), 1u) << length;
+    const auto name = reelNameIn(run->client.headers[0].bytes);
+    EXPECT_EQ(name.has_value(), kept) << length;
+    if (kept) {
+      EXPECT_EQ(name->size(), static_cast<size_t>(length));
+    }
+  }
+}
+
+// Every track describes its media, sampled or not: a frame rate without a chunk table lays out
+// no video, yet its description stays, since readers refuse an empty description table.
+TEST(MovieCreatorTest, AVideoTrackWithoutSamplesKeepsItsDescription) {
+  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 48000), 1, true);
+  const auto run = request(defaultToolbox(), s, CMTimeMake(100 * 1001, 48000));
+  ASSERT_EQ(run->client.headers.size(), 1u);
+  const std::vector<uint8_t>& header = run->client.headers[0].bytes;
+  const AtomTree tree = parseAtomTree(header);
+  const auto descriptions = findAtoms(tree.atoms, "moov/trak/mdia/minf/stbl/stsd");
+  ASSERT_EQ(descriptions.size(), 4u);  // video, audio, captions, timecode
+  for (const AtomNode* stsd : descriptions) {
+    const auto payload = atomPayload(header, *stsd);
+    ASSERT_TRUE(payload && payload->size() >= 8);
+    EXPECT_EQ((*payload)[7], 1) << "entry count of a sample description table";
+  }
+  const AtomNode* stsz = findAtom(tree.atoms, "moov/trak[0]/mdia/minf/stbl/stsz");
+  ASSERT_NE(stsz, nullptr);
+  EXPECT_EQ(atomPayload(header, *stsz)->subspan(8, 4)[3], 0) << "no video sample";
 }
 
 TEST(MovieCreatorTest, TrackAndMediaCreationFailuresNameTheTrack) {

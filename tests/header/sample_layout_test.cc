@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <numeric>
 
 #include "header/quicktime_movie_creator.h"
@@ -278,6 +279,96 @@ TEST(SampleLayoutTest, CancelStopsTheLayoutAtTheNextGroupAndNothingIsSent) {
   EXPECT_EQ(client.replies(), 0u);
   // The first group is finished, then the layout stops: 6 video + 1 audio + 1 timecode.
   EXPECT_EQ(observer.references.size(), 8u);
+}
+
+// Frame durations that give no interleave group lay nothing out, not even a tail, and the
+// request still gets its one reply.
+TEST(SampleLayoutTest, FrameDurationsWithoutAGroupLayOutNothing) {
+  for (const CMTime& frameDuration :
+       {CMTimeMake(-1001, 30000), CMTimeMake(1, 2'000'000'000), CMTimeMake(0, 30000)}) {
+    Value s = proResSettings(2);
+    s.setObject("videoFrameDuration", CMTimeCopyAsDictionary(frameDuration));
+    const auto p = plan(s, CMTimeMake(3600 * 30000, 30000));
+    EXPECT_EQ(p->client.replies(), 1u) << frameDuration.value << "/" << frameDuration.timescale;
+    EXPECT_TRUE(p->plan.references.empty());
+    EXPECT_EQ(p->plan.end, kRoom);
+  }
+}
+
+TEST(SampleLayoutTest, TheSmallestDurationOverAFrameDurationOfMinusOneDoesNotTrap) {
+  Value s = proResSettings(2);
+  s.setObject("videoFrameDuration", CMTimeCopyAsDictionary(CMTimeMake(-1, 30000)));
+  const auto p = plan(s, CMTimeMake(std::numeric_limits<int64_t>::min(), 30000));
+  EXPECT_EQ(p->client.replies(), 1u);
+  EXPECT_TRUE(p->plan.references.empty());
+}
+
+// Settings whose groups reference no sample: no chunk table at one frame a second, audio at
+// 1 Hz (no whole sample a group), a global timecode, no captions.
+Value emptyGroupSettings() {
+  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1, 1), 16, false);
+  Value asbds = Value::array();
+  for (int i = 0; i < 16; ++i) {
+    asbds.append(Value::data(hostBytesOf(testing::pcmDescription(1, 1, 24))));
+  }
+  s.setObject("asbds", asbds);
+  s.setObject("globalTimecode", Value::boolean(true));
+  return s;
+}
+
+// 2^31 such groups would be laid out one by one; after the first, the rest are known to be
+// empty too and are skipped.
+TEST(SampleLayoutTest, GroupsThatReferenceNothingAreSkippedAfterTheFirst) {
+  const auto p = plan(emptyGroupSettings(), CMTimeMake(int64_t{1} << 31, 1));
+  ASSERT_EQ(p->client.headers.size(), 1u) << p->client.failures.at(0).error;
+  // The global timecode sample, then one group's 16 empty audio references.
+  EXPECT_EQ(p->plan.references.size(), 17u);
+  EXPECT_EQ(p->plan.of("timecode").at(0).duration, int64_t{1} << 31);
+  EXPECT_EQ(p->plan.end, kRoom);
+}
+
+// The same with a tail: the skipped groups leave the tail where the full layout puts it.
+TEST(SampleLayoutTest, SkippedEmptyGroupsLeaveTheTailInPlace) {
+  Value s = emptyGroupSettings();
+  s.setObject("videoFrameDuration", CMTimeCopyAsDictionary(CMTimeMake(100, 300)));  // G = 3
+  const auto p = plan(s, CMTimeMake(3000 * 100 + 2 * 100, 300), 4096);
+  ASSERT_EQ(p->client.headers.size(), 1u) << p->client.failures.at(0).error;
+  EXPECT_EQ(p->plan.references.size(), 1u + 16 + 16);  // timecode, first group, tail
+  // The tail (no samples either) is padded by a whole block, as every tail is.
+  EXPECT_EQ(p->plan.end, kRoom + 4096);
+}
+
+// 24 hours of long-GOP 59.94 cannot fit its 24 MiB room: refused as soon as the sample tables
+// outgrow it, after about as many frames as the room holds, not after all 5.2 million.
+TEST(SampleLayoutTest, ARecordingThatCannotFitIsRefusedAsSoonAsThatIsKnown) {
+  Value s = testing::typicalSettings(FourCC("xd5c"), CMTimeMake(1001, 60000), 2, true);
+  s.setObject("maxVideoFrameSize", Value::integer(1'000'000));
+  s.setObject("isLongGOP", Value::boolean(true));
+  const auto p = plan(s, CMTimeMake(int64_t{24} * 3600 * 60000, 1001), 4096);
+  ASSERT_EQ(p->client.failures.size(), 1u);
+  const std::string& error = p->client.failures[0].error;
+  EXPECT_EQ(error.rfind("Movie is too long, please record a shorter duration(", 0), 0u) << error;
+  const uint32_t room = p->plan.headerRoom;
+  EXPECT_EQ(room, 25'165'824u);
+  // A long-GOP frame takes at least 9 header bytes (size, chunk offset, dependency byte).
+  const size_t frames = p->plan.of("video").size();
+  EXPECT_LT(frames, room / 9 + 60);
+  EXPECT_GT(frames, room / 20);
+  // The figure reported is what the sample tables had reached: more than the room holds.
+  const long reported = std::stol(error.substr(error.find('(') + 1));
+  EXPECT_GT(reported, static_cast<long>(p->plan.mdatStart));
+}
+
+// One global timecode sample of 10 hours at 59.94 lasts 2,160,000,000 units of 1/60000, past
+// 2^31: a 'stts' delta holds it, so the recording, which fits the 4 MiB room, is not refused.
+TEST(SampleLayoutTest, TenHoursAt5994WithAGlobalTimecodeFit) {
+  Value s = testing::typicalSettings(FourCC("apch"), CMTimeMake(1001, 60000), 2, true);
+  s.setObject("maxVideoFrameSize", Value::integer(100'000));  // four chunks a group
+  s.setObject("globalTimecode", Value::boolean(true));
+  const auto p = plan(s, CMTimeMake(int64_t{10} * 3600 * 60000, 60000));
+  ASSERT_EQ(p->client.headers.size(), 1u) << p->client.failures.at(0).error;
+  ASSERT_FALSE(p->plan.of("timecode").empty());
+  EXPECT_EQ(p->plan.of("timecode")[0].duration, 2'160'000'000);
 }
 
 }  // namespace

@@ -579,9 +579,10 @@ TEST(MovieSerializerTest, ProblemsSayWhatCannotBeWritten) {
   }
   {
     Movie movie = smallMovie();
-    movie.tracks[0]->media->runs[0].decodeDuration = -1;
+    movie.tracks[0]->media->runs = {
+        {.offset = 40, .sampleSize = 100, .count = 2, .decodeDuration = 20, .descriptionIndex = 3}};
     EXPECT_EQ(serializationProblem(movie, self),
-              "track 1: sample run 1 lasts -1 per sample, beyond 32 bits");
+              "track 1: sample run 1 names sample description 3 of 1");
   }
   {
     Movie movie = smallMovie();

@@ -156,7 +156,7 @@ inline Movie makeMovie(uint64_t mediaStart) {
   timecode->timecodeSourceUserData->texts.push_back({FourCC("name"), std::string(kReelName), 0});
 
   uint64_t offset = mediaStart;
-  const auto add = [&](Media& media, uint32_t sampleSize, uint32_t count, int64_t duration) {
+  const auto add = [&](Media& media, uint32_t sampleSize, uint32_t count, uint32_t duration) {
     media.runs.push_back(
         {.offset = offset, .sampleSize = sampleSize, .count = count, .decodeDuration = duration});
     offset += uint64_t{sampleSize} * count;

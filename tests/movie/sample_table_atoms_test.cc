@@ -6,24 +6,27 @@
 #include <limits>
 #include <vector>
 
+#include "movie/movie_types.h"
+#include "movie/sample_table_reader.h"
+
 namespace premoov {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-std::vector<uint8_t> written(const SampleTableAtoms& table) {
-  ByteWriter w;
-  writeSampleTableAtoms(w, table);
-  return w.take();
-}
+using testing::CompositionOffsetEntry;
+using testing::readBack;
+using testing::ReadSampleTable;
+using testing::SampleToChunkEntry;
+using testing::TimeToSampleEntry;
+using testing::written;
 
 // Frames of 1001 in a 30000 time scale: a first frame alone in its chunk, then 29 more.
 TEST(SampleTableAtomsTest, ConstantSizeVideoIsRunLengthCoded) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 4096, .sampleSize = 1000, .count = 1, .decodeDuration = 1001},
       {.offset = 5096, .sampleSize = 1000, .count = 29, .decodeDuration = 1001},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   const Bytes expected = {
       0,   0,   0,    24,    // stts size
       's', 't', 't',  's',   // type
@@ -53,18 +56,18 @@ TEST(SampleTableAtomsTest, ConstantSizeVideoIsRunLengthCoded) {
       0,   0,   0x10, 0x00,  // chunk offset 4096
       0,   0,   0x13, 0xE8,  // chunk offset 5096
   };
-  EXPECT_EQ(written(table), expected);
+  EXPECT_EQ(written(runs), expected);
   EXPECT_EQ(table.sampleCount, 30u);
-  EXPECT_EQ(table.totalDuration, 30 * 1001);
+  EXPECT_EQ(runs.summary().totalDuration(), 30 * 1001);
 }
 
 TEST(SampleTableAtomsTest, RunsOfNoSamplesAreNoChunks) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 100, .sampleSize = 4, .count = 10, .decodeDuration = 1},
       {.offset = 140, .sampleSize = 4, .count = 0, .decodeDuration = 1},
       {.offset = 140, .sampleSize = 4, .count = 10, .decodeDuration = 1},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.chunkOffsets, (std::vector<uint64_t>{100, 140}));
   EXPECT_EQ(table.sampleToChunk, (std::vector<SampleToChunkEntry>{{1, 10, 1}}));
   EXPECT_EQ(table.timeToSample, (std::vector<TimeToSampleEntry>{{20, 1}}));
@@ -72,24 +75,24 @@ TEST(SampleTableAtomsTest, RunsOfNoSamplesAreNoChunks) {
 }
 
 TEST(SampleTableAtomsTest, DescriptionChangeStartsAStscEntry) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0, .sampleSize = 4, .count = 5, .decodeDuration = 1, .descriptionIndex = 1},
       {.offset = 20, .sampleSize = 4, .count = 5, .decodeDuration = 1, .descriptionIndex = 1},
       {.offset = 40, .sampleSize = 4, .count = 5, .decodeDuration = 1, .descriptionIndex = 2},
       {.offset = 60, .sampleSize = 4, .count = 5, .decodeDuration = 1, .descriptionIndex = 1},
   };
-  EXPECT_EQ(buildSampleTableAtoms(runs).sampleToChunk,
+  EXPECT_EQ(readBack(runs).sampleToChunk,
             (std::vector<SampleToChunkEntry>{{1, 5, 1}, {3, 5, 2}, {4, 5, 1}}));
 }
 
 // A million audio frames in one-second chunks stay a handful of entries.
 TEST(SampleTableAtomsTest, LongAudioIsNotExpandedPerSample) {
-  std::vector<SampleRun> runs;
+  SampleRuns runs;
   for (uint64_t i = 0; i < 1000; ++i) {
     runs.push_back(
         {.offset = 8192 + i * 48000 * 6, .sampleSize = 6, .count = 48000, .decodeDuration = 1});
   }
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.sampleCount, 48'000'000u);
   EXPECT_EQ(table.timeToSample, (std::vector<TimeToSampleEntry>{{48'000'000, 1}}));
   EXPECT_EQ(table.sampleToChunk, (std::vector<SampleToChunkEntry>{{1, 48000, 1}}));
@@ -99,21 +102,20 @@ TEST(SampleTableAtomsTest, LongAudioIsNotExpandedPerSample) {
   EXPECT_TRUE(table.sampleDependencies.empty());
   EXPECT_TRUE(table.compositionOffsets.empty());
   EXPECT_EQ(table.chunkOffsets.size(), 1000u);
-  EXPECT_FALSE(table.needsLargeOffsets());
+  EXPECT_FALSE(table.largeOffsets);
   // stts 24 + stsc 28 + stsz 20 + stco 16 + 4 per chunk.
-  EXPECT_EQ(written(table).size(), 24u + 28u + 20u + 16u + 4u * 1000u);
+  EXPECT_EQ(written(runs).size(), 24u + 28u + 20u + 16u + 4u * 1000u);
 }
 
 TEST(SampleTableAtomsTest, VaryingSizesMakeATable) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0, .sampleSize = 300, .count = 2, .decodeDuration = 1},
       {.offset = 600, .sampleSize = 200, .count = 1, .decodeDuration = 1},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.constantSampleSize, 0u);
   EXPECT_EQ(table.sampleSizes, (std::vector<uint32_t>{300, 300, 200}));
-  ByteWriter w;
-  writeSampleTableAtoms(w, table);
+  const Bytes all = written(runs);
   const Bytes stsz = {
       0,   0,   0,    32,    // size
       's', 't', 's',  'z',   // type
@@ -124,26 +126,25 @@ TEST(SampleTableAtomsTest, VaryingSizesMakeATable) {
       0,   0,   0x01, 0x2C,  // entry size 300
       0,   0,   0,    0xC8,  // entry size 200
   };
-  const Bytes& all = w.data();
   EXPECT_NE(std::search(all.begin(), all.end(), stsz.begin(), stsz.end()), all.end());
 }
 
 // A size of 0 in 'stsz' announces a table, so samples of 0 bytes need one.
 TEST(SampleTableAtomsTest, ZeroSizedSamplesMakeATable) {
-  const std::vector<SampleRun> runs = {{.offset = 0, .sampleSize = 0, .count = 2}};
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const SampleRuns runs = {{.offset = 0, .sampleSize = 0, .count = 2}};
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.constantSampleSize, 0u);
   EXPECT_EQ(table.sampleSizes, (std::vector<uint32_t>{0, 0}));
 }
 
 TEST(SampleTableAtomsTest, OffsetsPast4GiBTakeCo64) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0xFFFFFF00, .sampleSize = 0x100, .count = 1, .decodeDuration = 1},
       {.offset = 0x100000000, .sampleSize = 0x100, .count = 1, .decodeDuration = 1},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
-  EXPECT_TRUE(table.needsLargeOffsets());
-  const Bytes out = written(table);
+  const ReadSampleTable table = readBack(runs);
+  EXPECT_TRUE(table.largeOffsets);
+  const Bytes out = written(runs);
   const Bytes co64 = {
       0,   0,   0,   32,                           // size
       'c', 'o', '6', '4',                          // type
@@ -158,7 +159,7 @@ TEST(SampleTableAtomsTest, OffsetsPast4GiBTakeCo64) {
 
 // Decode order I P B B, each frame 1000 long, displayed I B B P: composition offsets relative to
 // a first frame shown at its decode time, so the B frames have negative offsets.
-std::vector<SampleRun> reorderedGroup() {
+SampleRuns reorderedGroup() {
   constexpr uint32_t kI = mediaSampleDoesNotDependOnOthers | mediaSampleIsDependedOnByOthers;
   constexpr uint32_t kP =
       mediaSampleNotSync | mediaSampleDependsOnOthers | mediaSampleIsDependedOnByOthers;
@@ -199,7 +200,7 @@ std::vector<SampleRun> reorderedGroup() {
 }
 
 TEST(SampleTableAtomsTest, ReorderedFramesGetCompositionOffsetsAndShift) {
-  const SampleTableAtoms table = buildSampleTableAtoms(reorderedGroup());
+  const ReadSampleTable table = readBack(reorderedGroup());
   EXPECT_EQ(table.compositionOffsets,
             (std::vector<CompositionOffsetEntry>{{1, 0}, {1, 2000}, {2, -1000}, {1, 0}}));
   // Display times: I 0, P 3000, B 1000, B 2000, I' 4000 (ends 5000).
@@ -216,7 +217,7 @@ TEST(SampleTableAtomsTest, ReorderedFramesGetCompositionOffsetsAndShift) {
 }
 
 TEST(SampleTableAtomsTest, ReorderedFramesWriteEveryAtomInOrder) {
-  const Bytes out = written(buildSampleTableAtoms(reorderedGroup()));
+  const Bytes out = written(reorderedGroup());
   const Bytes expectedStart = {
       0,    0,    0,    24,          // stts size
       's',  't',  't',  's',         // type
@@ -266,20 +267,20 @@ TEST(SampleTableAtomsTest, ReorderedFramesWriteEveryAtomInOrder) {
 }
 
 TEST(SampleTableAtomsTest, AllNotSyncWritesAnEmptySyncTable) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0, .sampleSize = 1, .count = 3, .decodeDuration = 1, .flags = mediaSampleNotSync}};
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   ASSERT_TRUE(table.syncSamples.has_value());
   EXPECT_TRUE(table.syncSamples->empty());
 }
 
 TEST(SampleTableAtomsTest, SyncRunsListEverySampleNumber) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0, .sampleSize = 1, .count = 2, .decodeDuration = 1},
       {.offset = 2, .sampleSize = 1, .count = 3, .decodeDuration = 1, .flags = mediaSampleNotSync},
       {.offset = 5, .sampleSize = 1, .count = 2, .decodeDuration = 1},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  const ReadSampleTable table = readBack(runs);
   ASSERT_TRUE(table.syncSamples.has_value());
   EXPECT_EQ(*table.syncSamples, (std::vector<uint32_t>{1, 2, 6, 7}));
   EXPECT_TRUE(table.partialSyncSamples.empty());
@@ -288,16 +289,16 @@ TEST(SampleTableAtomsTest, SyncRunsListEverySampleNumber) {
 
 // Past 2^31 in the media time scale the composition times need the 64-bit 'cslg'.
 TEST(SampleTableAtomsTest, LongReorderedMediaTakesWideCslg) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0,
        .sampleSize = 1,
        .count = 3,
        .decodeDuration = 1'000'000'000,
        .displayOffset = 5},
   };
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
-  EXPECT_EQ(table.compositionShift.compositionEndTime, 3'000'000'005);
-  const Bytes out = written(table);
+  const ReadSampleTable table = readBack(runs);
+  EXPECT_EQ(table.compositionShift->compositionEndTime, 3'000'000'005);
+  const Bytes out = written(runs);
   const Bytes cslgHeader = {
       0,   0,   0,   52,   // size: 12 + 5 * 8
       'c', 's', 'l', 'g',  // type
@@ -307,45 +308,41 @@ TEST(SampleTableAtomsTest, LongReorderedMediaTakesWideCslg) {
 }
 
 TEST(SampleTableAtomsTest, EmptyMediaWritesEmptyTables) {
-  const SampleTableAtoms table = buildSampleTableAtoms({});
+  const SampleRuns runs;
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.sampleCount, 0u);
   // stts, stsc, stco of 16 bytes, stsz of 20.
-  EXPECT_EQ(written(table).size(), 16u + 16u + 20u + 16u);
+  EXPECT_EQ(written(runs).size(), 16u + 16u + 20u + 16u);
 }
 
 TEST(SampleTableAtomsTest, ProblemsNameTheRun) {
   const auto problem = [](SampleRun run, size_t descriptions = 1) {
-    const std::vector<SampleRun> runs = {{.count = 1, .decodeDuration = 1}, run};
-    return sampleTableProblem(runs, descriptions).value_or("");
+    const SampleRuns runs = {{.count = 1, .decodeDuration = 1}, run};
+    return runs.summary().problem(descriptions).value_or("");
   };
   EXPECT_EQ(problem({.count = 1, .decodeDuration = 1}), "");
-  EXPECT_EQ(problem({.count = 0, .decodeDuration = -1, .descriptionIndex = 9}), "");
+  EXPECT_EQ(problem({.count = 0, .descriptionIndex = 9}), "");
   EXPECT_EQ(problem({.count = 1, .descriptionIndex = 2}),
             "sample run 2 names sample description 2 of 1");
+  EXPECT_EQ(problem({.count = 1, .descriptionIndex = 2}, 2), "");
   EXPECT_EQ(problem({.count = 1, .descriptionIndex = 0}),
             "sample run 2 names sample description 0 of 1");
-  EXPECT_EQ(problem({.count = 1, .decodeDuration = 0x100000000}),
-            "sample run 2 lasts 4294967296 per sample, beyond 32 bits");
-  EXPECT_EQ(problem({.count = 1, .decodeDuration = -5}),
-            "sample run 2 lasts -5 per sample, beyond 32 bits");
-  EXPECT_EQ(problem({.count = 1, .displayOffset = -0x80000001LL}),
-            "sample run 2 has display offset -2147483649, beyond 32 bits");
   EXPECT_EQ(problem({.offset = ~uint64_t{0} - 10, .sampleSize = 100, .count = 1}),
             "sample run 2 ends past the largest file offset");
   EXPECT_EQ(problem({.count = 0xFFFFFFFF}), "sample run 2 brings the sample count past 32 bits");
 }
 
 TEST(SampleTableAtomsTest, TooManySamplesAreClampedNotOverflowed) {
-  const std::vector<SampleRun> runs = {
+  const SampleRuns runs = {
       {.offset = 0, .sampleSize = 1, .count = 0xFFFFFFFF, .decodeDuration = 0xFFFFFFFF},
       {.offset = 0, .sampleSize = 1, .count = 0xFFFFFFFF, .decodeDuration = 0xFFFFFFFF},
       {.offset = 0, .sampleSize = 1, .count = 0xFFFFFFFF, .decodeDuration = 0xFFFFFFFF},
   };
-  ASSERT_TRUE(sampleTableProblem(runs, 1).has_value());
-  const SampleTableAtoms table = buildSampleTableAtoms(runs);
+  ASSERT_TRUE(runs.summary().problem(1).has_value());
+  const ReadSampleTable table = readBack(runs);
   EXPECT_EQ(table.sampleCount, 0xFFFFFFFFu);
   EXPECT_EQ(table.timeToSample.size(), 3u);  // each entry's count stays within 32 bits
-  EXPECT_EQ(table.totalDuration, std::numeric_limits<int64_t>::max());
+  EXPECT_EQ(runs.summary().totalDuration(), std::numeric_limits<int64_t>::max());
 }
 
 }  // namespace

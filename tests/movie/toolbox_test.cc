@@ -29,7 +29,7 @@ SampleDescriptionHandle makeDescription(FourCC format, Bytes body = {}) {
   return std::make_shared<SampleDescription>(SampleDescription{format, 1, std::move(body)});
 }
 
-SampleReference64Record reference(uint64_t offset, uint32_t dataSize, TimeValue duration,
+SampleReference64Record reference(uint64_t offset, uint32_t dataSize, uint32_t duration,
                                   uint32_t count, uint16_t flags = 0) {
   return SampleReference64Record{offset, dataSize, duration, count, flags};
 }
@@ -60,7 +60,7 @@ class ToolboxTest : public ::testing::Test {
 
   // `count` samples of `size` bytes lasting `duration` each, at `offset`.
   void addSamples(Media& media, const SampleDescriptionHandle& description, uint64_t offset,
-                  uint32_t size, TimeValue duration, uint32_t count) {
+                  uint32_t size, uint32_t duration, uint32_t count) {
     const auto ref = reference(offset, size * count, duration, count);
     ASSERT_EQ(toolbox_.AddMediaSampleReferences64(media, description, 1, &ref, nullptr), noErr);
   }
@@ -268,11 +268,23 @@ TEST_F(ToolboxTest, SampleReferencesNeedADescriptionAndRecords) {
   EXPECT_EQ(toolbox_.AddMediaSampleReferences64(media, makeDescription(FourCC("lpcm")), 1, nullptr,
                                                 nullptr),
             paramErr);
-  const auto negative = reference(4096, 6, -1, 1);
-  EXPECT_EQ(toolbox_.AddMediaSampleReferences64(media, makeDescription(FourCC("lpcm")), 1,
-                                                &negative, nullptr),
+  const auto uneven = reference(4096, 7, 1, 2);  // 7 bytes do not split into 2 equal samples
+  EXPECT_EQ(toolbox_.AddMediaSampleReferences64(media, makeDescription(FourCC("lpcm")), 1, &uneven,
+                                                nullptr),
             paramErr);
   EXPECT_TRUE(media.runs.empty());
+}
+
+// A 'stts' delta is unsigned 32-bit: one timecode sample of 10 hours at 59.94 (2,160,000,000
+// units of 1/60000) is a sample like any other.
+TEST_F(ToolboxTest, ASampleMayLastMoreThan2To31Units) {
+  Media& media = newMedia(TimeCodeMediaType, 60000);
+  const auto ref = reference(4'194'300, 4, 2'160'000'000u, 1);
+  ASSERT_EQ(
+      toolbox_.AddMediaSampleReferences64(media, makeDescription(FourCC("tmcd")), 1, &ref, nullptr),
+      noErr);
+  EXPECT_EQ(media.runs[0].decodeDuration, 2'160'000'000u);
+  EXPECT_EQ(toolbox_.GetMediaDuration(media), 2'160'000'000);
 }
 
 TEST_F(ToolboxTest, DescriptionsAreNumberedByFirstUseAndReusedByIdentity) {
@@ -403,15 +415,19 @@ TEST_F(SampleTableTest, RefusesBadReferences) {
   EXPECT_EQ(toolbox_.QTSampleTableGetNumberOfSamples(*table_), 6);
 }
 
-TEST_F(SampleTableTest, AddingTheWholeTableCopiesEveryRun) {
+TEST_F(SampleTableTest, AddingTheWholeTableMovesEveryRun) {
   Media& media = newMedia(VideoMediaType, 30000);
+  const SampleRuns before = table_->runs;
   TimeValue64 sampleTime = -1;
   ASSERT_EQ(toolbox_.AddSampleTableToMedia(media, *table_, 1, 6, &sampleTime), noErr);
   EXPECT_EQ(sampleTime, 0);
+  // Moved, not copied: the samples are never held twice.
+  EXPECT_TRUE(table_->runs.empty());
+  EXPECT_EQ(toolbox_.QTSampleTableGetNumberOfSamples(*table_), 0);
   ASSERT_EQ(media.runs.size(), 3u);
   for (size_t i = 0; i < 3; ++i) {
-    const SampleRun& got = media.runs[i];
-    const SampleRun& want = table_->runs[i];
+    const SampleRun got = media.runs[i];
+    const SampleRun want = before[i];
     EXPECT_EQ(got.offset, want.offset) << i;
     EXPECT_EQ(got.sampleSize, want.sampleSize) << i;
     EXPECT_EQ(got.count, want.count) << i;
