@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -29,9 +30,12 @@ namespace {
 using namespace premoov::fuzzing;
 namespace fs = std::filesystem;
 
+// Where `value` stands in a table (a NaN finds the table's NaN).
 template <typename T, typename U>
 uint8_t indexIn(std::span<const T> table, const U& value) {
-  const auto found = std::find(table.begin(), table.end(), value);
+  const auto found = std::find_if(table.begin(), table.end(), [&](const T& entry) {
+    return entry == value || (entry != entry && value != value);
+  });
   if (found == table.end()) throw std::invalid_argument("value not in its table");
   return static_cast<uint8_t>(found - table.begin());
 }
@@ -415,6 +419,14 @@ std::vector<Seed> seeds() {
     auto c =
         usual("apch", time(1001, 30000), 1920, 1080, 2, pcm(0, 1, 24, true), kMono, seconds(3));
     add("audio_tracks_without_samples", c);
+  }
+  {
+    // Audio rates that are no media time scale: not a number, and past 32 bits.
+    auto c = usual("apch", time(1001, 30000), 1920, 1080, 1,
+                   pcm(std::numeric_limits<double>::quiet_NaN(), 1, 24, true), kMono, seconds(2));
+    add("audio_rate_not_a_number", c);
+    c.streamDescriptions = right(std::vector{pcm(4294967296.0, 1, 24, true)});
+    add("audio_rate_past_32_bits", c);
   }
   return out;
 }
