@@ -1,10 +1,14 @@
 #include <benchmark/benchmark.h>
-#include <time.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,58 +17,21 @@
 namespace premoov::bench {
 namespace {
 
-// Seconds per iteration of a memset floor, in this thread's CPU time and in wall time.
-struct FloorTime {
-  double cpu = 0;
-  double wall = 0;
-};
-// Set by the floor runs, by header room; each header benchmark divides its own time per
-// iteration by the floor of its room.
-FloorTime gFloor4MiB;
-FloorTime gFloor12MiB;
-
 constexpr uint32_t kProResRoom = 4'194'304;
 constexpr uint32_t kLongGopRoom = 12'582'912;
+constexpr int kRepetitions = 9;
 
-FloorTime& floorFor(uint32_t room) { return room == kProResRoom ? gFloor4MiB : gFloor12MiB; }
-
-double seconds(std::chrono::steady_clock::duration d) {
-  return std::chrono::duration<double>(d).count();
-}
-
-// CPU time of the calling thread, in seconds: the benchmarks run on the main thread, and on a
-// shared machine it is steadier than wall time.
-double threadCpuSeconds() {
-  timespec t{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-}
-
-// Both clocks, read around a whole benchmark loop.
-struct Stopwatch {
-  std::chrono::steady_clock::time_point wallStart = std::chrono::steady_clock::now();
-  double cpuStart = threadCpuSeconds();
-
-  FloorTime perIteration(benchmark::IterationCount iterations) const {
-    const auto n = static_cast<double>(iterations);
-    return {(threadCpuSeconds() - cpuStart) / n,
-            seconds(std::chrono::steady_clock::now() - wallStart) / n};
-  }
-};
+std::string floorName(uint32_t room) { return "Floor/memset/" + std::to_string(room); }
 
 // The least a header request can cost: filling its room once, in a buffer made beforehand.
 void floorMemset(benchmark::State& state, uint32_t room) {
   std::vector<uint8_t> buffer(room);
   uint8_t fill = 0;
-  const Stopwatch stopwatch;
   for (auto _ : state) {
     std::memset(buffer.data(), fill++, buffer.size());
     benchmark::DoNotOptimize(buffer.data());
     benchmark::ClobberMemory();
   }
-  // The framework calls this more than once to settle the iteration count; the last call is
-  // the one it reports, and the one kept.
-  floorFor(room) = stopwatch.perIteration(state.iterations());
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * room);
 }
 
@@ -72,7 +39,6 @@ void floorMemset(benchmark::State& state, uint32_t room) {
 void buildHeader(benchmark::State& state, const HeaderCase& headerCase, int64_t frames) {
   ZPRQuickTimeMovieCreator creator;
   LastReplyClient client;
-  const Stopwatch stopwatch;
   for (auto _ : state) {
     requestHeader(creator, client, headerCase, frames);
     if (auto problem = checkReply(client, headerCase)) {
@@ -82,18 +48,71 @@ void buildHeader(benchmark::State& state, const HeaderCase& headerCase, int64_t 
     benchmark::DoNotOptimize(client.header.data());
     benchmark::ClobberMemory();
   }
-  const FloorTime perIteration = stopwatch.perIteration(state.iterations());
-  const FloorTime floor = floorFor(headerCase.headerRoom);
-  if (floor.cpu <= 0 || floor.wall <= 0) {
-    state.SkipWithError("the memset floor of this room has not run");
-    return;
-  }
-  state.counters["vs_memset"] = perIteration.cpu / floor.cpu;
-  state.counters["vs_memset_wall"] = perIteration.wall / floor.wall;
   state.counters["frames"] = static_cast<double>(frames);
   state.counters["hours"] = static_cast<double>(frames) *
                             static_cast<double>(headerCase.frameDuration.value) /
                             headerCase.frameDuration.timescale / 3600.0;
+}
+
+// Prints as the console does and keeps each benchmark's median CPU and wall time per
+// iteration, so that every header is compared with the floor of its room from the same run.
+class MedianKeeper : public benchmark::ConsoleReporter {
+ public:
+  struct Median {
+    double cpu = 0;
+    double wall = 0;
+  };
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+        const double n = static_cast<double>(run.iterations);
+        medians_[run.run_name.str()] = {run.cpu_accumulated_time / n,
+                                        run.real_accumulated_time / n};
+      }
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  const Median* median(const std::string& name) const {
+    auto it = medians_.find(name);
+    return it == medians_.end() ? nullptr : &it->second;
+  }
+
+ private:
+  std::map<std::string, Median> medians_;
+};
+
+// Peak resident memory of building one header in a child process, in bytes, and that of a
+// child that builds none: the difference is what the header costs.
+struct PeakMemory {
+  long header = 0;
+  long idle = 0;
+};
+
+long childPeakResident(const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child < 0) return -1;
+  if (child == 0) {
+    work();
+    _exit(0);
+  }
+  int status = 0;
+  rusage usage{};
+  if (wait4(child, &status, 0, &usage) != child || !WIFEXITED(status)) return -1;
+  return usage.ru_maxrss * 1024;  // kilobytes on Linux
+}
+
+PeakMemory peakMemoryOf(const HeaderCase& headerCase, int64_t frames) {
+  PeakMemory peak;
+  peak.idle = childPeakResident([] {});
+  peak.header = childPeakResident([&] {
+    ZPRQuickTimeMovieCreator creator;
+    LastReplyClient client;
+    requestHeader(creator, client, headerCase, frames);
+    if (checkReply(client, headerCase)) _exit(1);
+  });
+  return peak;
 }
 
 }  // namespace
@@ -104,43 +123,71 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
-  // CPU time is what the framework reports and what vs_memset compares; vs_memset_wall gives
-  // the wall-time ratio beside it.
-  benchmark::RegisterBenchmark("Floor/memset/4194304", floorMemset, kProResRoom)->MinTime(0.5);
-  benchmark::RegisterBenchmark("Floor/memset/12582912", floorMemset, kLongGopRoom)->MinTime(0.5);
+  // Every benchmark runs kRepetitions times; the medians are compared, so that one slow
+  // repetition of the floor or of a header does not swing the ratio.
+  for (uint32_t room : {kProResRoom, kLongGopRoom}) {
+    benchmark::RegisterBenchmark(floorName(room).c_str(), floorMemset, room)
+        ->MinTime(0.2)
+        ->Repetitions(kRepetitions)
+        ->ReportAggregatesOnly(true);
+  }
 
   // The cases live as long as the run; the benchmarks keep references to them.
   static const HeaderCase cases[] = {proResCase(), longGopCase()};
+  struct Measured {
+    std::string name;
+    uint32_t room;
+    std::optional<PeakMemory> peak;
+  };
+  std::vector<Measured> measured;
   for (const HeaderCase& headerCase : cases) {
-    if (headerCase.headerRoom != kProResRoom && headerCase.headerRoom != kLongGopRoom) {
-      std::fprintf(stderr, "%s: no floor for a room of %u bytes\n", headerCase.name.c_str(),
-                   headerCase.headerRoom);
-      return 1;
-    }
-    benchmark::RegisterBenchmark(("Header/" + headerCase.name + "/1h").c_str(), buildHeader,
-                                 headerCase, kOneHourFrames)
+    const std::string name = "Header/" + headerCase.name + "/1h";
+    benchmark::RegisterBenchmark(name.c_str(), buildHeader, headerCase, kOneHourFrames)
         ->Unit(benchmark::kMillisecond)
-        ->MinTime(1.0);
+        ->MinTime(0.3)
+        ->Repetitions(kRepetitions)
+        ->ReportAggregatesOnly(true);
+    measured.push_back({name, headerCase.headerRoom, std::nullopt});
   }
-  // Found once, before any timing: the longest recording whose header still fits its room.
+  // Found once, before any timing: the longest recording whose header still fits its room, and
+  // the peak memory of building it.
   for (const HeaderCase& headerCase : cases) {
-    const auto start = std::chrono::steady_clock::now();
     const LongestFit fit = findLongestFit(headerCase);
     if (fit.error) {
       std::fprintf(stderr, "%s: searching the longest fit failed: %s\n", headerCase.name.c_str(),
                    fit.error->c_str());
       return 1;
     }
-    std::fprintf(stderr, "%s: longest fit %lld frames (search took %.1f s)\n",
-                 headerCase.name.c_str(), static_cast<long long>(fit.frames),
-                 seconds(std::chrono::steady_clock::now() - start));
-    benchmark::RegisterBenchmark(("Header/" + headerCase.name + "/longest").c_str(), buildHeader,
-                                 headerCase, fit.frames)
+    const std::string name = "Header/" + headerCase.name + "/longest";
+    benchmark::RegisterBenchmark(name.c_str(), buildHeader, headerCase, fit.frames)
         ->Unit(benchmark::kMillisecond)
-        ->MinTime(1.0);
+        ->MinTime(0.3)
+        ->Repetitions(kRepetitions)
+        ->ReportAggregatesOnly(true);
+    measured.push_back({name, headerCase.headerRoom, peakMemoryOf(headerCase, fit.frames)});
   }
 
-  benchmark::RunSpecifiedBenchmarks();
+  MedianKeeper reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
+
+  std::printf("\nMedians of %d repetitions\n%-40s %12s %12s %10s %10s %14s\n", kRepetitions,
+              "header", "cpu ms", "floor ms", "x floor", "x wall", "peak MiB");
+  for (const Measured& m : measured) {
+    const auto* header = reporter.median(m.name + "_median");
+    const auto* floor = reporter.median(floorName(m.room) + "_median");
+    if (!header || !floor || floor->cpu <= 0 || floor->wall <= 0) continue;
+    char peak[64] = "";
+    if (m.peak && m.peak->header > 0) {
+      std::snprintf(peak, sizeof peak, "%.1f (+%.1f)", m.peak->header / 1048576.0,
+                    (m.peak->header - m.peak->idle) / 1048576.0);
+    }
+    std::printf("%-40s %12.3f %12.3f %10.1f %10.1f %14s\n", m.name.c_str(), header->cpu * 1e3,
+                floor->cpu * 1e3, header->cpu / floor->cpu, header->wall / floor->wall, peak);
+  }
+  std::printf(
+      "x floor: median CPU time of building the header over the median of a memset of "
+      "its room, same run; peak: resident memory of a process that builds the header "
+      "once (+ over one that builds none)\n");
   return 0;
 }

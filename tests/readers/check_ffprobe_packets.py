@@ -136,7 +136,11 @@ def body(args, expected, movie, check):
     streams = reader_check.ffprobe_streams(ffprobe, path)
     names = reader_check.stream_track_names(streams)
     check.equal("track order (ffprobe streams)", names, expected["tracks"])
-    check.equal("planned tracks", sorted(movie.plan.track_names()), sorted(expected["tracks"]))
+    # A track may be planned without samples (a frame rate that lays out no video): it is still
+    # listed as a stream, with no packets.
+    empty = expected.get("tracksWithoutSamples", [])
+    check.equal("planned tracks", sorted(movie.plan.track_names()),
+                sorted(t for t in expected["tracks"] if t not in empty))
 
     packets, cut = cut_at_window(read_packets(ffprobe, path), window)
     stop = window
@@ -147,7 +151,8 @@ def body(args, expected, movie, check):
     by_stream = {}
     for p in packets:
         by_stream.setdefault(p["stream"], []).append(p)
-    check.equal("streams with packets", sorted(by_stream), list(range(len(streams))))
+    check.equal("streams with packets", sorted(by_stream),
+                [i for i, name in enumerate(names) if name not in empty])
 
     audio_bytes = expected["audioBytesPerFrame"]
     for index, track in enumerate(names):

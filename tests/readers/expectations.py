@@ -507,4 +507,15 @@ MOVIES = {
         "mp4box": [("vide", "2vuy", 30000), ("soun", "lpcm", 48000), ("clcp", "c708", 30000),
                    ("tmcd", "tmcd", 30000)],
     },
+    # 100 frames of 2vuy at 47.952 (1001/48000): no chunk table knows that rate, so no video
+    # sample is laid out, yet the video track keeps its sample description and every reader
+    # opens the file. One mono 24-bit track, captions, timecode.
+    "2vuy_47952_no_video": {
+        "request": "tests/readers/requests/2vuy_47952_no_video.json",
+        "tracks": ["video", "audio1", "captions", "timecode"],
+        "tracksWithoutSamples": ["video"],
+        "audioBytesPerFrame": [3],
+        "mp4box": [("vide", "2vuy", 48000), ("soun", "lpcm", 48000), ("clcp", "c708", 48000),
+                   ("tmcd", "tmcd", 48000)],
+    },
 }

@@ -113,6 +113,41 @@ TEST(PlanCommandTest, GivesDisplayOffsetsOfLongGopVideoOnly) {
   EXPECT_EQ(withOffset, 30);
 }
 
+// A reference to no samples (the second half of a one-frame first chunk with an overhead) is
+// not in the header and the recorder writes nothing for it: the plan leaves it out.
+TEST(PlanCommandTest, LeavesOutReferencesToNoSamples) {
+  TempFile request("plan-no-samples.json");
+  request.write(R"({"path": "/tmp/no-samples.mov", "newFile": true, "blockSize": 4096,
+      "duration": {"value": 30030, "timescale": 30000},
+      "settings": {"videoCodec": "apch", "maxVideoFrameSize": 2000000, "firstFrameOverhead": 100,
+                   "videoFrameDuration": {"value": 1001, "timescale": 30000},
+                   "videoDimensions": [1920, 1080]}})");
+  const OrderedJson plan = planOf(request.path());
+  int video = 0;
+  for (const auto& reference : plan["references"]) {
+    EXPECT_GT(reference["count"].get<uint64_t>(), 0u) << reference.dump();
+    if (reference["track"] == "video") ++video;
+  }
+  EXPECT_EQ(video, 30);  // band A: 30 chunks of one frame, the first with its overhead
+  EXPECT_EQ(plan["references"][0]["size"], 2000100);
+}
+
+// A recording too long for its header room is refused before its references are written out:
+// the plan never lists more than a header can hold.
+TEST(PlanCommandTest, ARecordingTooLongForItsRoomPrintsOnlyTheRefusal) {
+  TempFile request("plan-too-long.json");
+  request.write(R"({"path": "/tmp/too-long.mov", "newFile": true, "blockSize": 4096,
+      "duration": {"value": 5184000000, "timescale": 60000},
+      "settings": {"videoCodec": "xd5c", "maxVideoFrameSize": 1000000, "isLongGOP": true,
+                   "videoFrameDuration": {"value": 1001, "timescale": 60000},
+                   "videoDimensions": [1920, 1080]}})");
+  std::ostringstream out, err;
+  EXPECT_EQ(runPlanCommand(request.path(), out, err), kExitRefused);
+  const OrderedJson refusal = OrderedJson::parse(out.str());
+  EXPECT_THAT(keysOf(refusal), ElementsAre("error", "growing"));
+  EXPECT_EQ(refusal["error"].get<std::string>().rfind("Movie is too long", 0), 0u);
+}
+
 TEST(PlanCommandTest, PrintsTheRefusalLikeWrite) {
   TempFile request("plan-refused.json");
   request.write(kRefusedRequest);

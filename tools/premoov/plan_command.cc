@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <optional>
 #include <vector>
 
@@ -11,30 +12,6 @@ namespace premoov {
 
 namespace {
 
-// Keeps what the sample layout tells, in the order it tells it.
-class LayoutRecorder final : public SampleLayoutObserver {
- public:
-  void didPlanHeaderRoom(uint32_t headerRoom, uint64_t mdatStart) override {
-    headerRoom_ = headerRoom;
-    mdatStart_ = mdatStart;
-  }
-  void didReference(const PlannedReference& reference) override {
-    references_.push_back(reference);
-  }
-  void didEndLayout(uint64_t end) override { end_ = end; }
-
-  std::optional<uint32_t> headerRoom_;
-  std::optional<uint64_t> mdatStart_;
-  std::optional<uint64_t> end_;
-  std::vector<PlannedReference> references_;
-};
-
-// A value the layout may not have told: null rather than a made-up number.
-template <typename T>
-OrderedJson orNull(const std::optional<T>& value) {
-  return value ? OrderedJson(*value) : OrderedJson(nullptr);
-}
-
 OrderedJson referenceJson(const PlannedReference& reference) {
   OrderedJson json;
   json["track"] = reference.track;
@@ -45,6 +22,58 @@ OrderedJson referenceJson(const PlannedReference& reference) {
   json["flags"] = reference.flags;
   if (reference.displayOffset) json["displayOffset"] = *reference.displayOffset;
   return json;
+}
+
+// Keeps what the sample layout tells, in the order it tells it. The references go to a
+// temporary file as they come, one line each, so that a plan of hours costs no memory; a
+// reference to no samples writes nothing and is left out, as it is of the header.
+class LayoutRecorder final : public SampleLayoutObserver {
+ public:
+  LayoutRecorder() : references_(std::tmpfile()) {}
+  ~LayoutRecorder() override {
+    if (references_) std::fclose(references_);
+  }
+  LayoutRecorder(const LayoutRecorder&) = delete;
+  LayoutRecorder& operator=(const LayoutRecorder&) = delete;
+
+  void didPlanHeaderRoom(uint32_t headerRoom, uint64_t mdatStart) override {
+    headerRoom_ = headerRoom;
+    mdatStart_ = mdatStart;
+  }
+  void didReference(const PlannedReference& reference) override {
+    if (reference.count == 0 || !references_) return;
+    const std::string line = jsonText(referenceJson(reference));
+    std::fprintf(references_, "%s%s", count_ == 0 ? "\n" : ",\n", line.c_str());
+    ++count_;
+  }
+  void didEndLayout(uint64_t end) override { end_ = end; }
+
+  // Whether every reference so far was kept.
+  bool kept() const { return references_ && !std::ferror(references_); }
+
+  // Copies the references kept to `out`.
+  void copyReferences(std::ostream& out) {
+    if (std::fflush(references_) != 0 || std::fseek(references_, 0, SEEK_SET) != 0) return;
+    char buffer[1 << 16];
+    size_t n = 0;
+    while ((n = std::fread(buffer, 1, sizeof buffer, references_)) > 0) {
+      out.write(buffer, static_cast<std::streamsize>(n));
+    }
+  }
+
+  std::optional<uint32_t> headerRoom_;
+  std::optional<uint64_t> mdatStart_;
+  std::optional<uint64_t> end_;
+
+ private:
+  std::FILE* references_;
+  uint64_t count_ = 0;
+};
+
+// A value the layout may not have told: null rather than a made-up number.
+template <typename T>
+OrderedJson orNull(const std::optional<T>& value) {
+  return value ? OrderedJson(*value) : OrderedJson(nullptr);
 }
 
 }  // namespace
@@ -58,6 +87,10 @@ int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostre
   LayoutRecorder recorder;
   auto reply = requestHeader(*request, &recorder);
   if (!printRefusalUnlessCreated(reply, out)) return kExitRefused;
+  if (!recorder.kept()) {
+    err << "Could not keep the plan's references in a temporary file\n";
+    return kExitBadInput;
+  }
 
   OrderedJson head;
   head["headerRoom"] = orNull(recorder.headerRoom_);
@@ -70,11 +103,7 @@ int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostre
   std::string text = jsonText(head);
   text.pop_back();
   out << text << ",\"references\":[";
-  const char* separator = "\n";
-  for (const PlannedReference& reference : recorder.references_) {
-    out << separator << jsonText(referenceJson(reference));
-    separator = ",\n";
-  }
+  recorder.copyReferences(out);
   out << "\n]}\n";
   return kExitSuccess;
 }
