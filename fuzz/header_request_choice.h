@@ -195,12 +195,13 @@ enum BooleanSetting : size_t {
 enum TextSetting : size_t { kFormatNameSetting, kReelNameSetting, kSoftwareSetting, kTextSettings };
 
 // The recording's length: seconds (and frames) of the video's own time scale, hours of it, or any
-// time.
+// time. Most are under a minute, so that the fuzzer runs many requests; the long ones are what
+// the writer has to bound.
 struct DurationChoice {
-  enum class Source : uint8_t { kSeconds, kHours, kTime };
-  static constexpr std::array<uint8_t, 3> kWeights{12, 2, 2};
+  enum class Source : uint8_t { kSeconds, kMinutes, kHours, kTime };
+  static constexpr std::array<uint8_t, 4> kWeights{12, 2, 1, 2};
   Source source = Source::kSeconds;
-  uint16_t seconds = 0;  // 0..1200
+  uint16_t seconds = 0;  // 0..59, or 0..1200 for kMinutes
   uint8_t frames = 0;    // frames past the seconds
   uint8_t hours = 0;     // 1..24
   TimeChoice time;
@@ -454,6 +455,10 @@ void exchange(Io& io, DurationChoice& c) {
   io.weighted(c.source, DurationChoice::kWeights);
   switch (c.source) {
     case DurationChoice::Source::kSeconds:
+      io.template integer<uint16_t>(c.seconds, 0, 59);
+      io.template integer<uint8_t>(c.frames, 0, 255);
+      break;
+    case DurationChoice::Source::kMinutes:
       io.template integer<uint16_t>(c.seconds, 0, 1200);
       io.template integer<uint8_t>(c.frames, 0, 255);
       break;

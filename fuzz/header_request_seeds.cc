@@ -102,7 +102,9 @@ DimensionsChoice dimensions(int32_t width, int32_t height) {
 }
 
 DurationChoice seconds(uint16_t s, uint8_t frames = 0) {
-  return {.source = DurationChoice::Source::kSeconds, .seconds = s, .frames = frames};
+  return {.source = s < 60 ? DurationChoice::Source::kSeconds : DurationChoice::Source::kMinutes,
+          .seconds = s,
+          .frames = frames};
 }
 
 DurationChoice hours(uint8_t h) { return {.source = DurationChoice::Source::kHours, .hours = h}; }

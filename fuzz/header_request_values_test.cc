@@ -106,7 +106,7 @@ TEST(HeaderRequestValues, DurationsCountSecondsOfTheVideoTimeScale) {
 TEST(HeaderRequestValues, DurationsOfExtremeFrameDurationsWrap) {
   HeaderRequestChoice c;
   c.frameDuration = right(anyTime(INT64_MIN, -1));
-  c.duration = {.source = DurationChoice::Source::kSeconds, .seconds = 1200, .frames = 255};
+  c.duration = {.source = DurationChoice::Source::kMinutes, .seconds = 1200, .frames = 255};
   const uint64_t expected = uint64_t{1200} * static_cast<uint64_t>(int64_t{-1}) +
                             uint64_t{255} * static_cast<uint64_t>(INT64_MIN);
   EXPECT_EQ(static_cast<uint64_t>(requestOf(c).duration.value), expected);
