@@ -67,8 +67,8 @@ class MedianKeeper : public benchmark::ConsoleReporter {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
         const double n = static_cast<double>(run.iterations);
-        medians_[run.run_name.str()] = {run.cpu_accumulated_time / n,
-                                        run.real_accumulated_time / n};
+        medians_[run.run_name.function_name] = {run.cpu_accumulated_time / n,
+                                                run.real_accumulated_time / n};
       }
     }
     ConsoleReporter::ReportRuns(runs);
@@ -174,13 +174,14 @@ int main(int argc, char** argv) {
   std::printf("\nMedians of %d repetitions\n%-40s %12s %12s %10s %10s %14s\n", kRepetitions,
               "header", "cpu ms", "floor ms", "x floor", "x wall", "peak MiB");
   for (const Measured& m : measured) {
-    const auto* header = reporter.median(m.name + "_median");
-    const auto* floor = reporter.median(floorName(m.room) + "_median");
+    const auto* header = reporter.median(m.name);
+    const auto* floor = reporter.median(floorName(m.room));
     if (!header || !floor || floor->cpu <= 0 || floor->wall <= 0) continue;
     char peak[64] = "";
     if (m.peak && m.peak->header > 0) {
-      std::snprintf(peak, sizeof peak, "%.1f (+%.1f)", m.peak->header / 1048576.0,
-                    (m.peak->header - m.peak->idle) / 1048576.0);
+      const auto mebibytes = [](long bytes) { return static_cast<double>(bytes) / 1048576.0; };
+      std::snprintf(peak, sizeof peak, "%.1f (+%.1f)", mebibytes(m.peak->header),
+                    mebibytes(m.peak->header - m.peak->idle));
     }
     std::printf("%-40s %12.3f %12.3f %10.1f %10.1f %14s\n", m.name.c_str(), header->cpu * 1e3,
                 floor->cpu * 1e3, header->cpu / floor->cpu, header->wall / floor->wall, peak);

@@ -7,18 +7,20 @@
 namespace premoov {
 
 void ByteWriter::u16(uint16_t v) {
-  u8(static_cast<uint8_t>(v >> 8));
-  u8(static_cast<uint8_t>(v));
+  const uint8_t b[2] = {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
+  bytes_.insert(bytes_.end(), b, b + 2);
 }
 
 void ByteWriter::u24(uint32_t v) {
-  u8(static_cast<uint8_t>(v >> 16));
-  u16(static_cast<uint16_t>(v));
+  const uint8_t b[3] = {static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 8),
+                        static_cast<uint8_t>(v)};
+  bytes_.insert(bytes_.end(), b, b + 3);
 }
 
 void ByteWriter::u32(uint32_t v) {
-  u16(static_cast<uint16_t>(v >> 16));
-  u16(static_cast<uint16_t>(v));
+  const uint8_t b[4] = {static_cast<uint8_t>(v >> 24), static_cast<uint8_t>(v >> 16),
+                        static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
+  bytes_.insert(bytes_.end(), b, b + 4);
 }
 
 void ByteWriter::u64(uint64_t v) {

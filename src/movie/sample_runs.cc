@@ -70,25 +70,4 @@ SampleRun SampleRuns::operator[](size_t i) const {
   return SampleRun{};
 }
 
-SampleRuns::const_iterator::const_iterator(const SampleRuns* runs, size_t entry)
-    : runs_(runs), entry_(entry) {
-  load();
-}
-
-void SampleRuns::const_iterator::load() {
-  if (entry_ >= runs_->entries_.size()) return;
-  const Entry& entry = runs_->entries_[entry_];
-  current_ = entry.first;
-  current_.offset += uint64_t{entry.stride} * repeat_;
-}
-
-SampleRuns::const_iterator& SampleRuns::const_iterator::operator++() {
-  if (++repeat_ >= runs_->entries_[entry_].repeat) {
-    ++entry_;
-    repeat_ = 0;
-  }
-  load();
-  return *this;
-}
-
 }  // namespace premoov

@@ -16,6 +16,14 @@ namespace premoov {
 // thus cost one entry, and the memory of a header's runs follows the header's size. The summary
 // of the sample table atoms is kept up to date as runs are added.
 class SampleRuns {
+ private:
+  // `repeat` runs like `first`, the k-th of them `k * stride` bytes after it.
+  struct Entry {
+    SampleRun first;
+    uint32_t repeat = 1;
+    uint32_t stride = 0;
+  };
+
  public:
   SampleRuns() = default;
   SampleRuns(std::initializer_list<SampleRun> runs);
@@ -28,8 +36,13 @@ class SampleRuns {
   // Rewrites every run's description index through `map` (old index to new), in place.
   template <typename Map>
   void renumberDescriptions(Map map) {
-    for (Entry& entry : entries_) entry.first.descriptionIndex = map(entry.first.descriptionIndex);
-    resummarize();
+    bool changed = false;
+    for (Entry& entry : entries_) {
+      const uint32_t index = map(entry.first.descriptionIndex);
+      changed |= index != entry.first.descriptionIndex;
+      entry.first.descriptionIndex = index;
+    }
+    if (changed) resummarize();
   }
 
   size_t size() const { return runs_; }
@@ -40,6 +53,7 @@ class SampleRuns {
   // Entries held, each a run and its repetitions.
   size_t entryCount() const { return entries_.size(); }
 
+  // Walks the runs in order, each entry's repetitions one by one.
   class const_iterator {
    public:
     using iterator_category = std::forward_iterator_tag;
@@ -51,7 +65,15 @@ class SampleRuns {
     const_iterator() = default;
     const SampleRun& operator*() const { return current_; }
     const SampleRun* operator->() const { return &current_; }
-    const_iterator& operator++();
+    const_iterator& operator++() {
+      if (++repeat_ < entry_->repeat) {
+        current_.offset += entry_->stride;
+      } else {
+        repeat_ = 0;
+        if (++entry_ != end_) current_ = entry_->first;
+      }
+      return *this;
+    }
     const_iterator operator++(int) {
       const_iterator before = *this;
       ++*this;
@@ -63,25 +85,20 @@ class SampleRuns {
 
    private:
     friend class SampleRuns;
-    const_iterator(const SampleRuns* runs, size_t entry);
-    void load();
+    using EntryIterator = std::deque<Entry>::const_iterator;
+    const_iterator(EntryIterator entry, EntryIterator end) : entry_(entry), end_(end) {
+      if (entry_ != end_) current_ = entry_->first;
+    }
 
-    const SampleRuns* runs_ = nullptr;
-    size_t entry_ = 0;
+    EntryIterator entry_{};
+    EntryIterator end_{};
     uint32_t repeat_ = 0;
     SampleRun current_;
   };
-  const_iterator begin() const { return const_iterator(this, 0); }
-  const_iterator end() const { return const_iterator(this, entries_.size()); }
+  const_iterator begin() const { return const_iterator(entries_.begin(), entries_.end()); }
+  const_iterator end() const { return const_iterator(entries_.end(), entries_.end()); }
 
  private:
-  // `repeat` runs like `first`, the k-th of them `k * stride` bytes after it.
-  struct Entry {
-    SampleRun first;
-    uint32_t repeat = 1;
-    uint32_t stride = 0;
-  };
-
   void resummarize();
 
   // A deque grows by blocks, without the copy of a vector that doubles.

@@ -316,14 +316,15 @@ Value emptyGroupSettings() {
   return s;
 }
 
-// 2^31 such groups would be laid out one by one; after the first, the rest are known to be
+// 2^31 - 1 such groups would be laid out one by one; after the first, the rest are known to be
 // empty too and are skipped.
 TEST(SampleLayoutTest, GroupsThatReferenceNothingAreSkippedAfterTheFirst) {
-  const auto p = plan(emptyGroupSettings(), CMTimeMake(int64_t{1} << 31, 1));
+  const int64_t groups = (int64_t{1} << 31) - 1;
+  const auto p = plan(emptyGroupSettings(), CMTimeMake(groups, 1));
   ASSERT_EQ(p->client.headers.size(), 1u) << p->client.failures.at(0).error;
   // The global timecode sample, then one group's 16 empty audio references.
   EXPECT_EQ(p->plan.references.size(), 17u);
-  EXPECT_EQ(p->plan.of("timecode").at(0).duration, int64_t{1} << 31);
+  EXPECT_EQ(p->plan.of("timecode").at(0).duration, groups);
   EXPECT_EQ(p->plan.end, kRoom);
 }
 

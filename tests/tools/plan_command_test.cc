@@ -22,6 +22,16 @@ OrderedJson planOf(const std::string& request) {
   return OrderedJson::parse(out.str());
 }
 
+// A request for 1920x1080 video lasting `duration` (value, timescale) with `settings` (JSON
+// members, the frame duration among them).
+void writeVideoRequest(TempFile& file, int64_t value, int32_t timescale,
+                       const std::string& settings) {
+  file.write(
+      R"({"path": "/tmp/plan.mov", "newFile": true, "blockSize": 4096, "duration": {"value": )" +
+      std::to_string(value) + R"(, "timescale": )" + std::to_string(timescale) +
+      R"(}, "settings": {"videoDimensions": [1920, 1080], )" + settings + "}}");
+}
+
 // Samples per track over all references.
 std::map<std::string, uint64_t> samplesPerTrack(const OrderedJson& plan) {
   std::map<std::string, uint64_t> samples;
@@ -93,11 +103,9 @@ TEST(PlanCommandTest, LaysOutADurationThatEndsWithinAGroup) {
 
 TEST(PlanCommandTest, GivesDisplayOffsetsOfLongGopVideoOnly) {
   TempFile request("plan-long-gop.json");
-  request.write(R"({"path": "/tmp/long-gop.mov", "newFile": true, "blockSize": 4096,
-      "duration": {"value": 30030, "timescale": 30000},
-      "settings": {"videoCodec": "xdvc", "maxVideoFrameSize": 200000, "isLongGOP": true,
-                   "videoFrameDuration": {"value": 1001, "timescale": 30000},
-                   "videoDimensions": [1920, 1080]}})");
+  writeVideoRequest(request, 30030, 30000,
+                    R"("videoCodec": "xdvc", "maxVideoFrameSize": 200000, "isLongGOP": true,
+                       "videoFrameDuration": {"value": 1001, "timescale": 30000})");
   const OrderedJson plan = planOf(request.path());
   EXPECT_EQ(plan["headerRoom"], 30 * 10485760 / 25);  // grows with the frame rate
   int withOffset = 0;
@@ -117,11 +125,10 @@ TEST(PlanCommandTest, GivesDisplayOffsetsOfLongGopVideoOnly) {
 // not in the header and the recorder writes nothing for it: the plan leaves it out.
 TEST(PlanCommandTest, LeavesOutReferencesToNoSamples) {
   TempFile request("plan-no-samples.json");
-  request.write(R"({"path": "/tmp/no-samples.mov", "newFile": true, "blockSize": 4096,
-      "duration": {"value": 30030, "timescale": 30000},
-      "settings": {"videoCodec": "apch", "maxVideoFrameSize": 2000000, "firstFrameOverhead": 100,
-                   "videoFrameDuration": {"value": 1001, "timescale": 30000},
-                   "videoDimensions": [1920, 1080]}})");
+  writeVideoRequest(
+      request, 30030, 30000,
+      R"("videoCodec": "apch", "maxVideoFrameSize": 2000000, "firstFrameOverhead": 100,
+                       "videoFrameDuration": {"value": 1001, "timescale": 30000})");
   const OrderedJson plan = planOf(request.path());
   int video = 0;
   for (const auto& reference : plan["references"]) {
@@ -136,11 +143,9 @@ TEST(PlanCommandTest, LeavesOutReferencesToNoSamples) {
 // the plan never lists more than a header can hold.
 TEST(PlanCommandTest, ARecordingTooLongForItsRoomPrintsOnlyTheRefusal) {
   TempFile request("plan-too-long.json");
-  request.write(R"({"path": "/tmp/too-long.mov", "newFile": true, "blockSize": 4096,
-      "duration": {"value": 5184000000, "timescale": 60000},
-      "settings": {"videoCodec": "xd5c", "maxVideoFrameSize": 1000000, "isLongGOP": true,
-                   "videoFrameDuration": {"value": 1001, "timescale": 60000},
-                   "videoDimensions": [1920, 1080]}})");
+  writeVideoRequest(request, 5'184'000'000, 60000,
+                    R"("videoCodec": "xd5c", "maxVideoFrameSize": 1000000, "isLongGOP": true,
+                       "videoFrameDuration": {"value": 1001, "timescale": 60000})");
   std::ostringstream out, err;
   EXPECT_EQ(runPlanCommand(request.path(), out, err), kExitRefused);
   const OrderedJson refusal = OrderedJson::parse(out.str());
