@@ -423,6 +423,14 @@ std::vector<Seed> seeds() {
     add("audio_tracks_without_samples", c);
   }
   {
+    // Groups of one caption sample each and sixteen empty audio runs, 2^31 - 1 of them: the
+    // layout walks group by group until the caption tables fill the room.
+    auto c = usual("2vuy", time(1, 1), 1920, 1080, 16, pcm(1, 1, 24, true), kMono,
+                   duration(INT32_MAX, 1));
+    c.booleans[kCaptionsSetting] = yes();
+    add("caption_only_groups_at_1_fps", c);
+  }
+  {
     // Audio rates that are no media time scale: not a number, and past 32 bits.
     auto c = usual("apch", time(1001, 30000), 1920, 1080, 1,
                    pcm(std::numeric_limits<double>::quiet_NaN(), 1, 24, true), kMono, seconds(2));
