@@ -16,114 +16,45 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-constexpr auto kFrameDurations = std::to_array<FrameDuration>({
-    {1001, 30000},
-    {1001, 60000},
-    {1, 25},
-    {1000, 25000},
-    {1000, 24000},
-    {1001, 24000},
-    {1, 1},
-    {1, 30},
-    {1, 24},
-    {1, 50},
-    {1, 60},
-    {1000, 50000},
-    {1000, 30000},
-    {1000, 60000},
-    {2002, 60000},
-    {500, 25000},
-    {1001, 30000},
-    {1000, 25000},
-});
-constexpr auto kExtremeTimeValues = std::to_array<int64_t>({
-    0,
-    1,
-    -1,
-    -1001,
-    1001,
-    1000,
-    2,
-    INT32_MAX,
-    INT32_MIN,
-    INT64_MAX,
-    INT64_MIN,
-    int64_t{1} << 32,
-    107999892,
-});
-constexpr auto kExtremeTimeScales = std::to_array<int32_t>({
-    0,
-    1,
-    -1,
-    30000,
-    2000000000,
-    INT32_MAX,
-    INT32_MIN,
-    1000,
-    600,
-    1000000000,
-    24000,
-});
+constexpr auto kFrameDurations = std::to_array<FrameDuration>({{1001, 30000},
+                                                               {1001, 60000},
+                                                               {1, 25},
+                                                               {1000, 25000},
+                                                               {1000, 24000},
+                                                               {1001, 24000},
+                                                               {1, 1},
+                                                               {1, 30},
+                                                               {1, 24},
+                                                               {1, 50},
+                                                               {1, 60},
+                                                               {1000, 50000},
+                                                               {1000, 30000},
+                                                               {1000, 60000},
+                                                               {2002, 60000},
+                                                               {500, 25000},
+                                                               {1001, 30000},
+                                                               {1000, 25000}});
+constexpr auto kExtremeTimeValues =
+    std::to_array<int64_t>({0, 1, -1, -1001, 1001, 1000, 2, INT32_MAX, INT32_MIN, INT64_MAX,
+                            INT64_MIN, int64_t{1} << 32, 107999892});
+constexpr auto kExtremeTimeScales = std::to_array<int32_t>(
+    {0, 1, -1, 30000, 2000000000, INT32_MAX, INT32_MIN, 1000, 600, 1000000000, 24000});
 
-constexpr auto kExtremeIntegers = std::to_array<int64_t>({
-    0,
-    1,
-    -1,
-    2,
-    -2,
-    255,
-    256,
-    258,
-    65535,
-    65536,
-    INT32_MAX,
-    INT32_MIN,
-    UINT32_MAX,
-    int64_t{1} << 32,
-    INT64_MAX,
-    INT64_MIN,
-});
-constexpr auto kExtremeReals = std::to_array<double>({
-    0.0,
-    -0.0,
-    1.0,
-    -1.0,
-    0.5,
-    1e300,
-    -1e300,
-    1e-300,
-    std::numeric_limits<double>::denorm_min(),
-    kNaN,
-    kInfinity,
-    -kInfinity,
-    4294967296.0,
-    2147483648.0,
-    48000.0,
-    1e10,
-});
+constexpr auto kExtremeIntegers =
+    std::to_array<int64_t>({0, 1, -1, 2, -2, 255, 256, 258, 65535, 65536, INT32_MAX, INT32_MIN,
+                            UINT32_MAX, int64_t{1} << 32, INT64_MAX, INT64_MIN});
+constexpr auto kExtremeReals = std::to_array<double>(
+    {0.0, -0.0, 1.0, -1.0, 0.5, 1e300, -1e300, 1e-300, std::numeric_limits<double>::denorm_min(),
+     kNaN, kInfinity, -kInfinity, 4294967296.0, 2147483648.0, 48000.0, 1e10});
 
-constexpr auto kCodecs = std::to_array<int64_t>({
-    FourCC("apch").value, FourCC("apcn").value, FourCC("apcs").value, FourCC("apco").value,
-    FourCC("ap4h").value, FourCC("ap4x").value, FourCC("v210").value, FourCC("2vuy").value,
-    FourCC("xd5c").value, FourCC("dvh5").value, FourCC("dvh6").value, FourCC("dvhp").value,
-    FourCC("AVdn").value, FourCC("dvc ").value, FourCC("dv5p").value, FourCC("v216").value,
-    FourCC("r210").value, FourCC("BGRA").value, FourCC("avc1").value, 0,
-});
-constexpr auto kFrameSizes = std::to_array<int64_t>({
-    0,
-    0,
-    0,
-    0,
-    1,
-    4096,
-    200000,
-    400001,
-    600001,
-    917504,
-    1500001,
-    0x7fffffff,
-    0xffffffff,
-});
+constexpr auto kCodecs = std::to_array<int64_t>(
+    {FourCC("apch").value, FourCC("apcn").value, FourCC("apcs").value, FourCC("apco").value,
+     FourCC("ap4h").value, FourCC("ap4x").value, FourCC("v210").value, FourCC("2vuy").value,
+     FourCC("xd5c").value, FourCC("dvh5").value, FourCC("dvh6").value, FourCC("dvhp").value,
+     FourCC("AVdn").value, FourCC("dvc ").value, FourCC("dv5p").value, FourCC("v216").value,
+     FourCC("r210").value, FourCC("BGRA").value, FourCC("avc1").value, 0});
+constexpr auto kFrameSizes = std::to_array<int64_t>(
+    {0, 0, 0, 0, 1, 4096, 200000, 400001, 600001, 917504, 1500001, 0x7fffffff, 0xffffffff});
 constexpr auto kOverheads = std::to_array<int64_t>({0, 0, 4096, 65536, 1, 0xffffffff});
 constexpr auto kFieldCounts = std::to_array<int64_t>({1, 2, 0, 258});
 constexpr auto kFieldOrders = std::to_array<int64_t>({0, 1, 6, 9, 14});
@@ -133,117 +64,54 @@ constexpr auto kTransfers = std::to_array<int64_t>({1, 2, 16, 18, 0});
 constexpr auto kMatrices = std::to_array<int64_t>({1, 6, 7, 9, 0});
 constexpr auto kAudioTrackCounts = std::to_array<int64_t>({0, 1, 2, 4, 8, 16, 17, 20, 2, 8});
 
-constexpr auto kSampleRates = std::to_array<double>({
-    48000,
-    44100,
-    96000,
-    48000,
-    1,
-    0,
-    32000,
-    192000,
-    -48000,
-    kNaN,
-    kInfinity,
-    1e300,
-    8000,
-    0.5,
-    4294967296.0,
-});
+constexpr auto kSampleRates =
+    std::to_array<double>({48000, 44100, 96000, 48000, 1, 0, 32000, 192000, -48000, kNaN, kInfinity,
+                           1e300, 8000, 0.5, 4294967296.0});
 constexpr auto kSampleBits = std::to_array<uint32_t>({24, 16, 32, 24, 8, 0, 20, 64, 7});
-constexpr auto kLayoutTags = std::to_array<uint32_t>({
-    kAudioChannelLayoutTag_Mono,
-    kAudioChannelLayoutTag_Stereo,
-    (121u << 16) | 6,
-    (147u << 16) | 8,
-    kAudioChannelLayoutTag_UseChannelBitmap,
-    kAudioChannelLayoutTag_UseChannelDescriptions,
-    0xffff0000,
-});
+constexpr auto kLayoutTags = std::to_array<uint32_t>(
+    {kAudioChannelLayoutTag_Mono, kAudioChannelLayoutTag_Stereo, (121u << 16) | 6, (147u << 16) | 8,
+     kAudioChannelLayoutTag_UseChannelBitmap, kAudioChannelLayoutTag_UseChannelDescriptions,
+     0xffff0000});
 
-constexpr auto kFormatNames = std::to_array<const char*>({
-    "Apple ProRes 422 HQ",
-    "Apple ProRes 422",
-    "Component Y'CbCr 8-bit 4:2:2",
-    "10-bit 4:2:2",
-    "DVCPRO HD 1080i50",
-    "DVCPRO HD 1080i60",
-    "DVCPRO HD",
-    "XDCAM HD422 1080i50 (50 Mb/s)",
-    "Avid DNxHD",
-    "",
-    "DVCPRO HDX",
-    "Apple ProRes 4444 XQ with a name longer than its field",
-});
-constexpr auto kReelNames = std::to_array<const char*>({
-    "001",
-    "A001",
-    "B002",
-    "",
-    "Reel \xc3\xa9t\xc3\xa9",
-    "\xe6\x97\xa5\xe6\x9c\xac",
-    "V210",
-    "C003",
-});
+constexpr auto kFormatNames = std::to_array<const char*>(
+    {"Apple ProRes 422 HQ", "Apple ProRes 422", "Component Y'CbCr 8-bit 4:2:2", "10-bit 4:2:2",
+     "DVCPRO HD 1080i50", "DVCPRO HD 1080i60", "DVCPRO HD", "XDCAM HD422 1080i50 (50 Mb/s)",
+     "Avid DNxHD", "", "DVCPRO HDX", "Apple ProRes 4444 XQ with a name longer than its field"});
+constexpr auto kReelNames =
+    std::to_array<const char*>({"001", "A001", "B002", "", "Reel \xc3\xa9t\xc3\xa9",
+                                "\xe6\x97\xa5\xe6\x9c\xac", "V210", "C003"});
 constexpr auto kSoftwareNames = std::to_array<const char*>({"premoov", "premoov 0.1", ""});
-constexpr auto kLooseTexts = std::to_array<const char*>({
-    "",
-    "30000",
-    "1001",
-    "apch",
-    "value",
-    "timescale",
-    "com.apple.quicktime.title",
-    "com.example.take",
-    "$$Day",
-    "$$Counter.3",
-    "YES",
-    "-1",
-    "1e999",
-    "0x10",
-});
-constexpr auto kPathNames = std::to_array<const char*>({
-    "clip.mov",
-    "A001C001_260101.mov",
-    "Rec 1.mov",
-    "",
-    "d\xc3\xa9j\xc3\xa0.mov",
-});
+constexpr auto kLooseTexts = std::to_array<const char*>(
+    {"", "30000", "1001", "apch", "value", "timescale", "com.apple.quicktime.title",
+     "com.example.take", "$$Day", "$$Counter.3", "YES", "-1", "1e999", "0x10"});
+constexpr auto kPathNames = std::to_array<const char*>(
+    {"clip.mov", "A001C001_260101.mov", "Rec 1.mov", "", "d\xc3\xa9j\xc3\xa0.mov"});
 // Patterns repeated to a length: one byte, two- and three-byte characters, a NUL, format
 // directives and bytes that are no UTF-8.
-constexpr auto kPatterns = std::to_array<std::string_view>({
-    "A",
-    "\xc3\xa9",
-    "\xe6\x97\xa5",
-    std::string_view("x\0y", 3),
-    "%n%s",
-    "\xff\xfe",
-    "\\",
-});
+constexpr auto kPatterns = std::to_array<std::string_view>(
+    {"A", "\xc3\xa9", "\xe6\x97\xa5", std::string_view("x\0y", 3), "%n%s", "\xff\xfe", "\\"});
 constexpr auto kLargeSizes = std::to_array<size_t>({41, 48, 100, 1000, 4096, 65536, 1 << 20});
 
 struct Dimensions {
   int32_t width;
   int32_t height;
 };
-constexpr auto kDimensions = std::to_array<Dimensions>({
-    {1920, 1080},
-    {1280, 720},
-    {720, 486},
-    {720, 480},
-    {720, 576},
-    {1440, 1080},
-    {960, 720},
-    {3840, 2160},
-    {4096, 2160},
-    {7680, 4320},
-    {0, 0},
-    {1, 1},
-    {32767, 32767},
-    {65535, 65535},
-    {-1920, -1080},
-    {2048, 1080},
-});
+constexpr auto kDimensions = std::to_array<Dimensions>({{1920, 1080},
+                                                        {1280, 720},
+                                                        {720, 486},
+                                                        {720, 480},
+                                                        {720, 576},
+                                                        {1440, 1080},
+                                                        {960, 720},
+                                                        {3840, 2160},
+                                                        {4096, 2160},
+                                                        {7680, 4320},
+                                                        {0, 0},
+                                                        {1, 1},
+                                                        {32767, 32767},
+                                                        {65535, 65535},
+                                                        {-1920, -1080},
+                                                        {2048, 1080}});
 
 // A table's entry for any index: the index wraps.
 template <typename Table>
