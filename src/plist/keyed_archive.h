@@ -33,8 +33,9 @@ class ArchivableObject : public ValueObject {
 // "$archiver" = "NSKeyedArchiver", "$version" = 100000, "$top" = {"root": UID} and "$objects",
 // whose element 0 is "$null"; every object is stored once and referred to by UID, and class
 // entries carry "$classname" and "$classes". Strings, numbers and data are stored as plain
-// property-list values; dates, arrays, dictionaries and our own classes as dictionaries with a
-// "$class" reference.
+// property-list values (numbers as Foundation stores an NSNumber: integers as integers, floats as
+// 4-byte reals, doubles as 8-byte reals, booleans as booleans); dates, arrays, dictionaries and
+// our own classes as dictionaries with a "$class" reference.
 class KeyedArchiver {
  public:
   KeyedArchiver();
