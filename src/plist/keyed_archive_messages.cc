@@ -145,6 +145,11 @@ std::string madeNothing(const std::string& where, const std::string& className) 
   return where + ": the " + className + " factory made nothing";
 }
 
+std::string madeAnotherClass(const std::string& where, const std::string& className,
+                             const std::string& madeClassName) {
+  return where + ": the " + className + " factory made a " + madeClassName;
+}
+
 std::string notArchivable(const std::string& className) {
   return "A " + className + " cannot be archived; \"$null\" is written instead";
 }

@@ -61,6 +61,8 @@ std::string classNotAllowed(const std::string& where, const std::string& classNa
 std::string unknownClass(const std::string& where, const std::string& className);
 std::string insecure(const std::string& call, const std::string& key);
 std::string madeNothing(const std::string& where, const std::string& className);
+std::string madeAnotherClass(const std::string& where, const std::string& className,
+                             const std::string& madeClassName);
 
 // Logged by the archiver.
 std::string notArchivable(const std::string& className);

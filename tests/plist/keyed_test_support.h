@@ -75,7 +75,9 @@ class TestItem : public ArchivableObject {
     return item;
   }
 
-  static void registerClass() { KeyedUnarchiver::registerClass(kClassName, &TestItem::make); }
+  static void registerClass() {
+    KeyedUnarchiver::registerClass(kClassName, &TestItem::make, {"PremoovTestBase", "NSObject"});
+  }
 };
 
 inline std::vector<uint8_t> binaryOf(plist_t node) {
@@ -254,6 +256,8 @@ class RawPlist {
     return add(w.take());
   }
   uint64_t boolean(bool value) { return add({static_cast<uint8_t>(value ? 0x09 : 0x08)}); }
+  // An object given byte for byte, marker first.
+  uint64_t raw(std::vector<uint8_t> object) { return add(std::move(object)); }
   uint64_t uid(uint32_t value) {
     ByteWriter w;
     w.u8(0x83);
@@ -329,12 +333,13 @@ inline Value sampleGraph() {
       {"name", Value::string("premoov")},
       {"count", Value::integer(42)},
       {"negative", Value::integer(-7)},
-      {"ratio", Value::real(0.1)},
+      {"ratio", Value::real(0.1, CFNumberType::kCFNumberFloat64Type)},
       {"enabled", Value::boolean(true)},
       {"blob", Value::data({0x00, 0x01, 0x02, 0xFF})},
       {"when", Value::date(725846400.5)},
-      {"list", Value::array({Value::string("premoov"), Value::integer(1), Value::real(2.5),
-                             Value::boolean(false)})},
+      {"list",
+       Value::array({Value::string("premoov"), Value::integer(1),
+                     Value::real(2.5, CFNumberType::kCFNumberFloat64Type), Value::boolean(false)})},
       {"nested", Value::dictionary({{"inner", Value::dictionary({{"deep", Value::string("x")}})}})},
       {"empty", Value::array()},
       {"item", Value::object(item)},
