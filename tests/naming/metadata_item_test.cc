@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "archive_inspection.h"
@@ -494,6 +496,48 @@ TEST(ZPRMetadataItemTest, NumberItemKeepsItsKindOfNumberThroughAnArchive) {
     EXPECT_EQ(decoded.item->numberValue()->numberType(), c.decoded);
     EXPECT_EQ(decoded.item->numberValue()->doubleValue(), c.number.doubleValue());
   }
+}
+
+// One thread sets a property to either of two values while another reads it: every read must
+// see one of them whole.
+template <typename Get, typename Set, typename T>
+void hammer(Get get, Set set, const T& first, const T& second) {
+  constexpr int kRounds = 20000;
+  set(first);
+  std::atomic<bool> torn{false};
+  std::thread writer([&] {
+    for (int i = 0; i < kRounds; ++i) set(i % 2 ? first : second);
+  });
+  std::thread reader([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      const T seen = get();
+      if (!(seen == first || seen == second)) torn = true;
+    }
+  });
+  writer.join();
+  reader.join();
+  EXPECT_FALSE(torn);
+}
+
+TEST(ZPRMetadataItemTest, ConcurrentGetAndSetOfAPropertyDoNotRace) {
+  auto item = std::make_shared<ZPRMetadataItem>();
+  const std::optional<std::string> longKey = std::string(200, 'k');
+  const std::optional<std::string> otherKey = std::string(300, 'K');
+  hammer([&] { return std::optional<std::string>(item->key()); },
+         [&](const std::optional<std::string>& v) { item->setKey(v); }, longKey, otherKey);
+  hammer([&] { return std::optional<std::string>(item->stringValue()); },
+         [&](const std::optional<std::string>& v) { item->setStringValue(v); }, longKey, otherKey);
+  const std::optional<Value> list = Value::array({Value::string(std::string(100, 'a'))});
+  const std::optional<Value> otherList =
+      Value::array({Value::string(std::string(100, 'b')), Value::string(std::string(50, 'c'))});
+  hammer([&] { return std::optional<Value>(item->tokenValues()); },
+         [&](const std::optional<Value>& v) { item->setTokenValues(v); }, list, otherList);
+  hammer([&] { return std::optional<Value>(item->numberValue()); },
+         [&](const std::optional<Value>& v) { item->setNumberValue(v); }, list, otherList);
+  hammer([&] { return std::optional<Value>(item->dateValue()); },
+         [&](const std::optional<Value>& v) { item->setDateValue(v); }, list, otherList);
+  hammer([&] { return item->valueType(); }, [&](uint32_t v) { item->setValueType(v); }, uint32_t{1},
+         uint32_t{0x12345678});
 }
 
 TEST(ZPRMetadataItemTest, SecureDecodingRefusesATokenInsideATokenList) {
