@@ -43,6 +43,11 @@ std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectC
       static_cast<unsigned long long>(index), static_cast<unsigned long long>(reference),
       static_cast<unsigned long long>(objectCount));
 }
+std::string binaryKeyWithNul(uint64_t index) {
+  return stringWithFormat(
+      "Object %llu of the binary property list is a dictionary key holding a NUL character",
+      static_cast<unsigned long long>(index));
+}
 std::string xmlNul(size_t offset) {
   return stringWithFormat("The XML property list holds a NUL byte at offset %zu", offset);
 }

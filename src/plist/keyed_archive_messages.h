@@ -23,6 +23,7 @@ std::string binaryObjectOutside(uint64_t index);
 std::string binaryMarker(uint64_t index, unsigned marker);
 std::string binaryCount(uint64_t index);
 std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectCount);
+std::string binaryKeyWithNul(uint64_t index);
 // The shape of an XML property list, checked before libplist reads it.
 std::string xmlNul(size_t offset);
 std::string xmlComment(size_t offset);

@@ -170,6 +170,10 @@ class BinaryWalker {
           if (reference >= objectCount_) {
             return msg::binaryReference(index, reference, objectCount_);
           }
+          // libplist stops the process (an assertion) when it hands out such a key.
+          if (kind == Marker::kDictionary && i < *count && keyHoldsNul(reference)) {
+            return msg::binaryKeyWithNul(reference);
+          }
           Measure child;
           if (auto problem = measure(reference, enclosing + 1, child)) return problem;
           // Both sides are at most kMaxPlistReadBytes here, so the sum cannot wrap.
@@ -181,6 +185,29 @@ class BinaryWalker {
       }
     }
     return msg::binaryMarker(index, marker);
+  }
+
+  // Whether object `index`, a dictionary key, is UTF-16 text with a NUL character in it: libplist
+  // converts it to UTF-8 with the NUL inside, and then asserts that the key's length is its C
+  // string length. (ASCII text it cuts at the NUL.) Each key object is looked at once, however
+  // many dictionaries use it.
+  bool keyHoldsNul(uint64_t index) {
+    auto [it, added] = keysWithNul_.try_emplace(index, false);
+    if (!added) return it->second;
+    ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
+    const uint64_t offset = *readUnsigned(table, offsetWidth_);
+    if (offset < kBinaryMagic.size() || offset >= offsetTable_) return false;
+    ByteReader object(data_.subspan(offset, offsetTable_ - offset));
+    const uint8_t marker = *object.u8();
+    const auto kind = static_cast<Marker>(marker >> 4);
+    if (kind != Marker::kUtf16String) return false;
+    auto count = countOf(object, marker & 0x0F);
+    if (!count || *count > object.remaining() / 2) return false;
+    auto bytes = object.bytes(static_cast<size_t>(*count) * 2);
+    for (size_t i = 0; i < bytes->size(); i += 2) {
+      if ((*bytes)[i] == 0 && (*bytes)[i + 1] == 0) return it->second = true;
+    }
+    return false;
   }
 
   // A count in the marker's low bits, or 15 there and an integer object of 1 to 8 bytes after.
@@ -200,6 +227,7 @@ class BinaryWalker {
   uint64_t objectCount_ = 0;
   uint64_t offsetTable_ = 0;
   std::unordered_map<uint64_t, Measure> measured_;
+  std::unordered_map<uint64_t, bool> keysWithNul_;
   PlistShape shape_;
 };
 

@@ -246,5 +246,20 @@ TEST(KeyedPlistReaderTest, NoWidthsWithoutABinaryArchive) {
   }
 }
 
+TEST(KeyedPlistReaderTest, RefusesUtf16DictionaryKeysHoldingANul) {
+  // libplist asserts when it hands such a key out. In a value the NUL is harmless, and an ASCII
+  // key libplist cuts at its NUL.
+  const auto utf16Key =
+      rawBinaryPlist({{0xD1, 1, 2}, {0x62, 0x00, 'a', 0x00, 0x00}, {0x51, 'v'}}, 0);
+  EXPECT_EQ(binaryProblem(utf16Key),
+            "Object 1 of the binary property list is a dictionary key holding a NUL character");
+  EXPECT_TRUE(measureBinaryPlist(rawBinaryPlist({{0xA1, 1}, {0x62, 0x00, 'a', 0x00, 0x00}}, 0)));
+  EXPECT_TRUE(
+      readPropertyList(rawBinaryPlist({{0xD1, 1, 2}, {0x53, 'a', 0, 'b'}, {0x51, 'v'}}, 0)));
+  // A unit with one zero byte is no NUL.
+  EXPECT_TRUE(readPropertyList(
+      rawBinaryPlist({{0xD1, 1, 2}, {0x62, 0x01, 0x00, 0x00, 'a'}, {0x51, 'v'}}, 0)));
+}
+
 }  // namespace
 }  // namespace premoov

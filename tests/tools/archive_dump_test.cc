@@ -423,6 +423,16 @@ TEST(ArchiveDumpTest, ReadsAClassEntrySharedByManyObjectsOnce) {
   EXPECT_LT(seconds, 5.0) << seconds;
 }
 
+TEST(ArchiveDumpTest, RefusesAKeyHoldingANul) {
+  // libplist stops the process when it hands out such a key, as the dump walks every key.
+  keyed_test::RawPlist plist;
+  const uint64_t object = plist.dictionary(std::vector<std::pair<uint64_t, uint64_t>>{
+      {plist.raw({0x62, 0x00, 'a', 0x00, 0x00}), plist.string("v")}});
+  auto dump = dumpKeyedArchive(plist.keyedArchive({plist.string("$null"), object}, 1));
+  ASSERT_FALSE(dump);
+  EXPECT_THAT(dump.error(), ::testing::HasSubstr("a dictionary key holding a NUL character"));
+}
+
 TEST(ArchiveDumpTest, QuotesKeysAndClassNamesThatAreNoPlainText) {
   const std::string archive = xmlArchive(
       "<dict><key>plain.key</key><integer>1</integer><key>two words</key><integer>2</integer>"
