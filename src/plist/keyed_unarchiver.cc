@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <deque>
 #include <map>
@@ -158,6 +159,7 @@ struct KeyedUnarchiver::State {
   std::map<std::string, const KnownClass*> knownByName;  // nullptr: a name we do not know
   std::map<uint64_t, const KnownClass*> classEntries;    // resolved class entries
   std::unordered_map<uint64_t, Decoded> decoded;         // objects decoded, by reference
+  std::array<const KnownClass*, 6> plainClasses{};       // of plain values, by BuiltinClass
   size_t decodedBytes = 0;
 };
 
@@ -335,7 +337,9 @@ class KeyedUnarchiver::Decoder {
       case PLIST_DATE: kind = BuiltinClass::kDate; break;
       default: break;
     }
-    const KnownClass& cls = *knownClass(std::string(builtinClassOf(kind).name));
+    const KnownClass*& plainClass = state_.plainClasses[static_cast<size_t>(kind)];
+    if (!plainClass) plainClass = knownClass(std::string(builtinClassOf(kind).name));
+    const KnownClass& cls = *plainClass;
     if (allowed && !isAllowed(cls.hierarchy, *allowed)) {
       return fail(KeyedArchiveFailure::kClassNotAllowed,
                   msg::classNotAllowed(describe(site), cls.name, *allowed));
