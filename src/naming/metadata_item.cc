@@ -27,25 +27,25 @@ std::shared_ptr<ZPRMetadataItem> ZPRMetadataItem::initWithKey(const std::string&
   registerNamingClasses();
   if (value == nullptr) return nullptr;
   auto item = std::make_shared<ZPRMetadataItem>();
-  item->key_ = key;
+  item->setKey(key);
   switch (value->kind()) {
     case Value::Kind::String:
-      item->valueType_ = ZPRMetadataValueTypeString;
-      item->stringValue_ = value->stringValue();
+      item->setValueType(ZPRMetadataValueTypeString);
+      item->setStringValue(value->stringValue());
       break;
     case Value::Kind::Number:
     case Value::Kind::Boolean:
-      item->valueType_ = ZPRMetadataValueTypeNumber;
-      item->numberValue_ = *value;
+      item->setValueType(ZPRMetadataValueTypeNumber);
+      item->setNumberValue(*value);
       break;
     case Value::Kind::Date:
-      item->valueType_ = ZPRMetadataValueTypeDate;
-      item->dateValue_ = *value;
+      item->setValueType(ZPRMetadataValueTypeDate);
+      item->setDateValue(*value);
       break;
     case Value::Kind::Array:
       // A token list's own text stays empty until someone sets it.
-      item->valueType_ = ZPRMetadataValueTypeTokens;
-      item->tokenValues_ = *value;
+      item->setValueType(ZPRMetadataValueTypeTokens);
+      item->setTokenValues(*value);
       break;
     default: return nullptr;
   }
@@ -53,47 +53,51 @@ std::shared_ptr<ZPRMetadataItem> ZPRMetadataItem::initWithKey(const std::string&
 }
 
 std::optional<std::string> ZPRMetadataItem::stringValue() const {
-  switch (valueType_) {
+  switch (valueType()) {
     case ZPRMetadataValueTypeString:
-    case ZPRMetadataValueTypeTokens: return stringValue_;
-    case ZPRMetadataValueTypeDate:
-      if (!dateValue_ || !dateValue_->isDate()) return std::nullopt;
-      return formatLongDateMediumTime(dateValue_->timeIntervalSinceReferenceDate());
+    case ZPRMetadataValueTypeTokens: return stringValue_.get();
+    case ZPRMetadataValueTypeDate: {
+      const std::optional<Value> date = dateValue();
+      if (!date || !date->isDate()) return std::nullopt;
+      return formatLongDateMediumTime(date->timeIntervalSinceReferenceDate());
+    }
     default: return std::nullopt;
   }
 }
 
 std::optional<Value> ZPRMetadataItem::value() const {
-  switch (valueType_) {
+  switch (valueType()) {
     case ZPRMetadataValueTypeString: {
       std::optional<std::string> s = stringValue();
       if (!s) return std::nullopt;
       return Value::string(std::move(*s));
     }
-    case ZPRMetadataValueTypeNumber: return numberValue_;
-    case ZPRMetadataValueTypeDate: return dateValue_;
-    case ZPRMetadataValueTypeTokens: return tokenValues_;
+    case ZPRMetadataValueTypeNumber: return numberValue();
+    case ZPRMetadataValueTypeDate: return dateValue();
+    case ZPRMetadataValueTypeTokens: return tokenValues();
     default: return std::nullopt;
   }
 }
 
 std::shared_ptr<ZPRMetadataItem> ZPRMetadataItem::copy() const {
   const std::optional<Value> v = value();
-  std::shared_ptr<ZPRMetadataItem> item = initWithKey(key_.value_or(""), v ? &*v : nullptr);
+  const std::optional<std::string> k = key();
+  std::shared_ptr<ZPRMetadataItem> item = initWithKey(k.value_or(""), v ? &*v : nullptr);
   // The key is copied as it is, a missing one included.
-  if (item) item->key_ = key_;
+  if (item) item->setKey(k);
   return item;
 }
 
 void ZPRMetadataItem::encodeWithCoder(KeyedArchiver& coder) const {
   registerNamingClasses();
-  encodeString(coder, key_, kKeyKey);
-  coder.encodeInt64(valueType_, kValueTypeKey);
-  switch (valueType_) {
-    case ZPRMetadataValueTypeNumber: encodeValue(coder, numberValue_, kNumberValueKey); break;
-    case ZPRMetadataValueTypeDate: encodeValue(coder, dateValue_, kDateValueKey); break;
+  encodeString(coder, key(), kKeyKey);
+  const uint32_t type = valueType();
+  coder.encodeInt64(type, kValueTypeKey);
+  switch (type) {
+    case ZPRMetadataValueTypeNumber: encodeValue(coder, numberValue(), kNumberValueKey); break;
+    case ZPRMetadataValueTypeDate: encodeValue(coder, dateValue(), kDateValueKey); break;
     case ZPRMetadataValueTypeTokens:
-      encodeValue(coder, tokenValues_, kTokenValuesKey);
+      encodeValue(coder, tokenValues(), kTokenValuesKey);
       encodeString(coder, stringValue(), kStringValueKey);
       break;
     case ZPRMetadataValueTypeString: encodeString(coder, stringValue(), kStringValueKey); break;
@@ -104,23 +108,26 @@ void ZPRMetadataItem::encodeWithCoder(KeyedArchiver& coder) const {
 std::shared_ptr<ZPRMetadataItem> ZPRMetadataItem::initWithCoder(KeyedUnarchiver& coder) {
   using namespace archived_class;
   auto item = std::make_shared<ZPRMetadataItem>();
-  item->key_ = stringIn(coder.decodeObjectOfClasses({kNSString}, kKeyKey));
-  // Stored as a 64-bit integer, read back into the 32-bit type field as the system does.
-  item->valueType_ = static_cast<uint32_t>(coder.decodeInt64(kValueTypeKey));
-  switch (item->valueType_) {
+  item->setKey(stringIn(coder.decodeObjectOfClasses({kNSString}, kKeyKey)));
+  // decodeIntegerForKey: reads any number (a real truncated toward zero, a boolean as 0 or 1; see
+  // KeyedUnarchiver::decodeInt64), and the 32-bit type field keeps its low bits, as the system's
+  // setter does.
+  const auto type = static_cast<uint32_t>(coder.decodeInt64(kValueTypeKey));
+  item->setValueType(type);
+  switch (type) {
     case ZPRMetadataValueTypeNumber:
-      item->numberValue_ = coder.decodeObjectOfClasses({kNSNumber}, kNumberValueKey);
+      item->setNumberValue(coder.decodeObjectOfClasses({kNSNumber}, kNumberValueKey));
       break;
     case ZPRMetadataValueTypeDate:
-      item->dateValue_ = coder.decodeObjectOfClasses({kNSDate}, kDateValueKey);
+      item->setDateValue(coder.decodeObjectOfClasses({kNSDate}, kDateValueKey));
       break;
     case ZPRMetadataValueTypeTokens:
       // Archived token lists hold their per-element texts, so only strings may be inside.
-      item->tokenValues_ = coder.decodeObjectOfClasses({kNSArray, kNSString}, kTokenValuesKey);
-      item->stringValue_ = stringIn(coder.decodeObjectOfClasses({kNSString}, kStringValueKey));
+      item->setTokenValues(coder.decodeObjectOfClasses({kNSArray, kNSString}, kTokenValuesKey));
+      item->setStringValue(stringIn(coder.decodeObjectOfClasses({kNSString}, kStringValueKey)));
       break;
     case ZPRMetadataValueTypeString:
-      item->stringValue_ = stringIn(coder.decodeObjectOfClasses({kNSString}, kStringValueKey));
+      item->setStringValue(stringIn(coder.decodeObjectOfClasses({kNSString}, kStringValueKey)));
       break;
     default: break;
   }

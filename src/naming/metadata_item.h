@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "naming/atomic_property.h"
 #include "plist/keyed_archive.h"
 #include "plist/value.h"
 
@@ -25,22 +26,24 @@ class ZPRMetadataItem : public ArchivableObject {
   // initWithKey:value: — nothing for a value of another kind (or none).
   static std::shared_ptr<ZPRMetadataItem> initWithKey(const std::string& key, const Value* value);
 
-  const std::optional<std::string>& key() const { return key_; }
-  void setKey(std::optional<std::string> key) { key_ = std::move(key); }
-  uint32_t valueType() const { return valueType_; }
-  void setValueType(uint32_t type) { valueType_ = type; }
+  // Atomic properties: each get answers a copy, each set stores one, whole even while another
+  // thread sets the same field.
+  std::optional<std::string> key() const { return key_.get(); }
+  void setKey(std::optional<std::string> key) { key_.set(std::move(key)); }
+  uint32_t valueType() const { return valueType_.get(); }
+  void setValueType(uint32_t type) { valueType_.set(type); }
 
   // The type's own text: the stored string for string and token-list items, the date in long
   // date and medium time style of the process's locale and time zone for date items, nothing
   // for numbers and unknown types.
   std::optional<std::string> stringValue() const;
-  void setStringValue(std::optional<std::string> v) { stringValue_ = std::move(v); }
-  const std::optional<Value>& numberValue() const { return numberValue_; }
-  void setNumberValue(std::optional<Value> v) { numberValue_ = std::move(v); }
-  const std::optional<Value>& dateValue() const { return dateValue_; }
-  void setDateValue(std::optional<Value> v) { dateValue_ = std::move(v); }
-  const std::optional<Value>& tokenValues() const { return tokenValues_; }
-  void setTokenValues(std::optional<Value> v) { tokenValues_ = std::move(v); }
+  void setStringValue(std::optional<std::string> v) { stringValue_.set(std::move(v)); }
+  std::optional<Value> numberValue() const { return numberValue_.get(); }
+  void setNumberValue(std::optional<Value> v) { numberValue_.set(std::move(v)); }
+  std::optional<Value> dateValue() const { return dateValue_.get(); }
+  void setDateValue(std::optional<Value> v) { dateValue_.set(std::move(v)); }
+  std::optional<Value> tokenValues() const { return tokenValues_.get(); }
+  void setTokenValues(std::optional<Value> v) { tokenValues_.set(std::move(v)); }
 
   // value — the object of the item's type; nothing for unknown types.
   std::optional<Value> value() const;
@@ -60,12 +63,14 @@ class ZPRMetadataItem : public ArchivableObject {
   static std::shared_ptr<ZPRMetadataItem> initWithCoder(KeyedUnarchiver& coder);
 
  private:
-  std::optional<std::string> key_;
-  std::optional<std::string> stringValue_;
-  std::optional<Value> numberValue_;
-  std::optional<Value> dateValue_;
-  std::optional<Value> tokenValues_;
-  uint32_t valueType_ = ZPRMetadataValueTypeString;
+  AtomicProperty<std::optional<std::string>> key_;
+  // The one property the class declares non-atomic; a get racing a set would read a string being
+  // replaced, which C++ does not survive, so it is kept whole like the others.
+  AtomicProperty<std::optional<std::string>> stringValue_;
+  AtomicProperty<std::optional<Value>> numberValue_;
+  AtomicProperty<std::optional<Value>> dateValue_;
+  AtomicProperty<std::optional<Value>> tokenValues_;
+  AtomicProperty<uint32_t> valueType_{ZPRMetadataValueTypeString};
 };
 
 }  // namespace premoov

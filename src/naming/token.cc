@@ -40,21 +40,24 @@ std::vector<std::string_view> componentsSeparatedBy(std::string_view s, char sep
 ZPRToken::ZPRToken(const std::string& displayName, const std::string& codeName) {
   // Only a code with exactly one separator names its word and formatter; "$$Day#a#b" names
   // neither and keeps the display name it was given.
+  std::optional<std::string> formatter;
+  std::optional<std::string> word;
   if (std::string_view(codeName).starts_with(kCodePrefix)) {
     const std::vector<std::string_view> parts =
         componentsSeparatedBy(codeName, kFormatterSeparator);
     if (parts.size() == 2) {
-      formatter_ = std::string(parts[1]);
-      displayName_ = std::string(parts[0].substr(kCodePrefix.size()));
+      formatter = std::string(parts[1]);
+      word = std::string(parts[0].substr(kCodePrefix.size()));
     }
   }
-  codeName_ = codeName;
-  if (!displayName_) displayName_ = displayName;
-  if (!formatter_) {
+  if (!formatter) {
     if (const TokenKind* kind = findTokenKind(codeName); kind && kind->defaultFormatter) {
-      formatter_ = std::string(*kind->defaultFormatter);
+      formatter = std::string(*kind->defaultFormatter);
     }
   }
+  codeName_.set(codeName);
+  displayName_.set(word ? std::move(word) : std::optional<std::string>(displayName));
+  formatter_.set(std::move(formatter));
 }
 
 std::shared_ptr<ZPRToken> ZPRToken::tokenWithCode(const std::string& code,
@@ -73,34 +76,39 @@ std::shared_ptr<ZPRToken> ZPRToken::initWithDictionary(const Value& dictionary) 
 void ZPRToken::loadFromDict(const Value& dictionary) {
   // A key that is absent (or holds no string) leaves its field as it was; no default formatter
   // is filled in, so a stored token comes back exactly as it was saved.
-  if (auto v = stringIn(dictionary.objectForKey(kDisplayNameKey))) displayName_ = std::move(v);
-  if (auto v = stringIn(dictionary.objectForKey(kCodeNameKey))) codeName_ = std::move(v);
-  if (auto v = stringIn(dictionary.objectForKey(kFormatterKey))) formatter_ = std::move(v);
-  if (auto v = stringIn(dictionary.objectForKey(kSimpleStringKey))) simpleString_ = std::move(v);
+  if (auto v = stringIn(dictionary.objectForKey(kDisplayNameKey))) setDisplayName(std::move(v));
+  if (auto v = stringIn(dictionary.objectForKey(kCodeNameKey))) setCodeName(std::move(v));
+  if (auto v = stringIn(dictionary.objectForKey(kFormatterKey))) setFormatter(std::move(v));
+  if (auto v = stringIn(dictionary.objectForKey(kSimpleStringKey))) setSimpleString(std::move(v));
 }
 
 Value ZPRToken::dictionary() const {
   Value result = Value::dictionary();
-  if (codeName_) result.setObject(kCodeNameKey, Value::string(*codeName_));
-  if (displayName_) result.setObject(kDisplayNameKey, Value::string(*displayName_));
-  if (formatter_) result.setObject(kFormatterKey, Value::string(*formatter_));
-  if (simpleString_) result.setObject(kSimpleStringKey, Value::string(*simpleString_));
+  const auto put = [&](const char* key, const std::optional<std::string>& field) {
+    if (field) result.setObject(key, Value::string(*field));
+  };
+  put(kCodeNameKey, codeName());
+  put(kDisplayNameKey, displayName());
+  put(kFormatterKey, formatter());
+  put(kSimpleStringKey, simpleString());
   return result;
 }
 
 std::shared_ptr<ZPRToken> ZPRToken::copy() const {
   auto token = std::make_shared<ZPRToken>();
-  token->codeName_ = codeName_;
-  token->displayName_ = displayName_;
-  token->formatter_ = formatter_;
-  token->simpleString_ = simpleString_;
+  // Through the setters, in the order the platform's copy calls them.
+  token->setDisplayName(displayName());
+  token->setCodeName(codeName());
+  token->setFormatter(formatter());
+  token->setSimpleString(simpleString());
   return token;
 }
 
 std::optional<std::vector<ZPRTokenMenuItem>> ZPRToken::tokenMenu() const {
-  if (!codeName_) return std::nullopt;
+  const std::optional<std::string> codeName = this->codeName();
+  if (!codeName) return std::nullopt;
   const std::string_view code =
-      std::string_view(*codeName_).substr(0, codeName_->find(kFormatterSeparator));
+      std::string_view(*codeName).substr(0, codeName->find(kFormatterSeparator));
   const TokenKind* kind = findTokenKind(code);
   if (kind == nullptr || !kind->hasMenu()) return std::nullopt;
   std::vector<ZPRTokenMenuItem> items;
@@ -112,33 +120,33 @@ std::optional<std::vector<ZPRTokenMenuItem>> ZPRToken::tokenMenu() const {
 }
 
 void ZPRToken::tokenMenuAction(const ZPRTokenMenuItem& sender) {
-  formatter_ = sender.representedObject;
+  setFormatter(sender.representedObject);
   updateCodeName();
 }
 
 void ZPRToken::updateCodeName() {
   // Literal codes (no "$$") carry no formatter and are left alone.
-  if (!hasCodePrefix(codeName_)) return;
-  codeName_ = std::string(kCodePrefix) + objectText(displayName_) + kFormatterSeparator +
-              objectText(formatter_);
+  if (!hasCodePrefix(codeName())) return;
+  setCodeName(std::string(kCodePrefix) + objectText(displayName()) + kFormatterSeparator +
+              objectText(formatter()));
 }
 
 void ZPRToken::encodeWithCoder(KeyedArchiver& coder) const {
   registerNamingClasses();
-  encodeString(coder, codeName_, kCodeNameKey);
-  encodeString(coder, displayName_, kDisplayNameKey);
-  encodeString(coder, formatter_, kFormatterKey);
-  encodeString(coder, simpleString_, kSimpleStringKey);
+  encodeString(coder, codeName(), kCodeNameKey);
+  encodeString(coder, displayName(), kDisplayNameKey);
+  encodeString(coder, formatter(), kFormatterKey);
+  encodeString(coder, simpleString(), kSimpleStringKey);
 }
 
 std::shared_ptr<ZPRToken> ZPRToken::initWithCoder(KeyedUnarchiver& coder) {
   // The fields come back as stored: the code is not parsed again and no default formatter is
   // filled in. An object other than a string under a key leaves that field empty.
   auto token = std::make_shared<ZPRToken>();
-  token->displayName_ = stringIn(coder.decodeObject(kDisplayNameKey));
-  token->codeName_ = stringIn(coder.decodeObject(kCodeNameKey));
-  token->formatter_ = stringIn(coder.decodeObject(kFormatterKey));
-  token->simpleString_ = stringIn(coder.decodeObject(kSimpleStringKey));
+  token->setDisplayName(stringIn(coder.decodeObject(kDisplayNameKey)));
+  token->setCodeName(stringIn(coder.decodeObject(kCodeNameKey)));
+  token->setFormatter(stringIn(coder.decodeObject(kFormatterKey)));
+  token->setSimpleString(stringIn(coder.decodeObject(kSimpleStringKey)));
   if (coder.error()) return nullptr;
   return token;
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "naming/atomic_property.h"
 #include "plist/keyed_archive.h"
 #include "plist/value.h"
 
@@ -50,14 +51,16 @@ class ZPRToken : public ArchivableObject {
   // dictionary
   Value dictionary() const;
 
-  const std::optional<std::string>& codeName() const { return codeName_; }
-  const std::optional<std::string>& displayName() const { return displayName_; }
-  const std::optional<std::string>& formatter() const { return formatter_; }
-  const std::optional<std::string>& simpleString() const { return simpleString_; }
-  void setCodeName(std::optional<std::string> v) { codeName_ = std::move(v); }
-  void setDisplayName(std::optional<std::string> v) { displayName_ = std::move(v); }
-  void setFormatter(std::optional<std::string> v) { formatter_ = std::move(v); }
-  void setSimpleString(std::optional<std::string> v) { simpleString_ = std::move(v); }
+  // Atomic properties: each get answers a copy, each set stores one, whole even while another
+  // thread sets the same field.
+  std::optional<std::string> codeName() const { return codeName_.get(); }
+  std::optional<std::string> displayName() const { return displayName_.get(); }
+  std::optional<std::string> formatter() const { return formatter_.get(); }
+  std::optional<std::string> simpleString() const { return simpleString_.get(); }
+  void setCodeName(std::optional<std::string> v) { codeName_.set(std::move(v)); }
+  void setDisplayName(std::optional<std::string> v) { displayName_.set(std::move(v)); }
+  void setFormatter(std::optional<std::string> v) { formatter_.set(std::move(v)); }
+  void setSimpleString(std::optional<std::string> v) { simpleString_.set(std::move(v)); }
 
   // copyWithZone:
   std::shared_ptr<ZPRToken> copy() const;
@@ -77,10 +80,10 @@ class ZPRToken : public ArchivableObject {
   static std::shared_ptr<ZPRToken> initWithCoder(KeyedUnarchiver& coder);
 
  private:
-  std::optional<std::string> codeName_;
-  std::optional<std::string> displayName_;
-  std::optional<std::string> formatter_;
-  std::optional<std::string> simpleString_;
+  AtomicProperty<std::optional<std::string>> codeName_;
+  AtomicProperty<std::optional<std::string>> displayName_;
+  AtomicProperty<std::optional<std::string>> formatter_;
+  AtomicProperty<std::optional<std::string>> simpleString_;
 };
 
 }  // namespace premoov

@@ -33,8 +33,9 @@ class ArchivableObject : public ValueObject {
 // "$archiver" = "NSKeyedArchiver", "$version" = 100000, "$top" = {"root": UID} and "$objects",
 // whose element 0 is "$null"; every object is stored once and referred to by UID, and class
 // entries carry "$classname" and "$classes". Strings, numbers and data are stored as plain
-// property-list values; dates, arrays, dictionaries and our own classes as dictionaries with a
-// "$class" reference.
+// property-list values (numbers as Foundation stores an NSNumber: integers as integers, floats as
+// 4-byte reals, doubles as 8-byte reals, booleans as booleans); dates, arrays, dictionaries and
+// our own classes as dictionaries with a "$class" reference.
 class KeyedArchiver {
  public:
   KeyedArchiver();
@@ -77,7 +78,7 @@ enum class KeyedArchiveFailure {
   kClassNotAllowed,   // secure decoding met a class outside the allowed set
   kUnknownClass,      // a class name neither built in nor registered
   kInsecureDecoding,  // decodeObject or decodeRootObject while secure coding is required
-  kFailedByClass,     // a class factory failed the coder or made nothing
+  kFailedByClass,     // a class factory failed the coder, made nothing or made another class
 };
 
 // Why an archive could not be read, for a person: names the key or object at fault.
@@ -89,7 +90,13 @@ struct KeyedArchiveError {
 // Reads archives in that layout. Every count and reference is checked against the archive
 // itself: decoding hostile or truncated data fails with a message, never reads out of bounds,
 // never recurses without bound (cycles and deep nesting are refused) and never allocates from a
-// count it has not checked.
+// count it has not checked. Work is linear in the archive: each archived object is decoded once
+// however many references name it, and each dictionary's keys are read in one pass.
+//
+// An object is made of the class its class entry resolves to: the first name of the entry's
+// "$classes" that is built in or registered ("$classname" when there is no list). Secure
+// decoding checks that class and its superclasses, as the class itself declares them, against
+// the allowed set: the names an archive lists cannot make an object of one class pass as another.
 class KeyedUnarchiver {
  public:
   // A class of ours the unarchiver can make, from the coder positioned on its archived object
@@ -102,13 +109,16 @@ class KeyedUnarchiver {
   static constexpr size_t kMaxArchiveBytes = size_t{16} << 20;
   // How deeply archived objects may nest (an array in an array counts two).
   static constexpr size_t kMaxObjectDepth = 64;
-  // A bound on the memory one unarchiver's decoded values may take, in bytes (an estimate:
-  // sizeof(Value) per value plus the bytes of its string or data). References let a small archive
-  // name one object many times, and every reference decodes to its own copy.
+  // A bound on what one unarchiver's decoded values may hold, in bytes (an estimate: sizeof(Value)
+  // per value plus the bytes of its string or data). References let a small archive name one
+  // object many times; decoded once, the object is still counted at every reference, so that
+  // what the caller receives, walked element by element, stays within the bound.
   static constexpr size_t kMaxDecodedBytes = size_t{64} << 20;
 
-  // Registers one of our classes by name for every unarchiver of the process.
-  static void registerClass(const std::string& className, ClassFactory factory);
+  // Registers one of our classes for every unarchiver of the process, with the superclasses the
+  // allowed-class check accepts it as: {"PremoovTestBase", "NSObject"}, say.
+  static void registerClass(const std::string& className, ClassFactory factory,
+                            std::vector<std::string> superclasses = {"NSObject"});
 
   // Opens an archive (a binary or XML property list in the keyed archive layout).
   static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data);
@@ -131,7 +141,8 @@ class KeyedUnarchiver {
                                              const std::string& key);
   // decodeObjectForKey: — any class (refused when secure coding is required).
   std::optional<Value> decodeObject(const std::string& key);
-  // decodeInt64ForKey: — 0 when absent or not an integer.
+  // decodeInt64ForKey: / decodeIntegerForKey: — any number: a real truncated toward zero, a
+  // boolean as 0 or 1; 0 when absent or no number.
   int64_t decodeInt64(const std::string& key);
   bool decodeBool(const std::string& key);
   double decodeDouble(const std::string& key);

@@ -43,6 +43,11 @@ std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectC
       static_cast<unsigned long long>(index), static_cast<unsigned long long>(reference),
       static_cast<unsigned long long>(objectCount));
 }
+std::string binaryKeyWithNul(uint64_t index) {
+  return stringWithFormat(
+      "Object %llu of the binary property list is a dictionary key holding a NUL character",
+      static_cast<unsigned long long>(index));
+}
 std::string xmlNul(size_t offset) {
   return stringWithFormat("The XML property list holds a NUL byte at offset %zu", offset);
 }
@@ -143,6 +148,11 @@ std::string insecure(const std::string& call, const std::string& key) {
 }
 std::string madeNothing(const std::string& where, const std::string& className) {
   return where + ": the " + className + " factory made nothing";
+}
+
+std::string madeAnotherClass(const std::string& where, const std::string& className,
+                             const std::string& madeClassName) {
+  return where + ": the " + className + " factory made a " + madeClassName;
 }
 
 std::string notArchivable(const std::string& className) {

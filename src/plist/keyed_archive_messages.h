@@ -23,6 +23,7 @@ std::string binaryObjectOutside(uint64_t index);
 std::string binaryMarker(uint64_t index, unsigned marker);
 std::string binaryCount(uint64_t index);
 std::string binaryReference(uint64_t index, uint64_t reference, uint64_t objectCount);
+std::string binaryKeyWithNul(uint64_t index);
 // The shape of an XML property list, checked before libplist reads it.
 std::string xmlNul(size_t offset);
 std::string xmlComment(size_t offset);
@@ -61,6 +62,8 @@ std::string classNotAllowed(const std::string& where, const std::string& classNa
 std::string unknownClass(const std::string& where, const std::string& className);
 std::string insecure(const std::string& call, const std::string& key);
 std::string madeNothing(const std::string& where, const std::string& className);
+std::string madeAnotherClass(const std::string& where, const std::string& className,
+                             const std::string& madeClassName);
 
 // Logged by the archiver.
 std::string notArchivable(const std::string& className);

@@ -1,41 +1,21 @@
 #include <map>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "base/log.h"
+#include "plist/binary_plist_writer.h"
 #include "plist/keyed_archive.h"
 #include "plist/keyed_archive_messages.h"
 #include "plist/keyed_builtin_classes.h"
 #include "plist/keyed_plist_node.h"
+#include "plist/utf8_text.h"
 
 namespace premoov {
 namespace {
 
-// The length of the well-formed UTF-8 sequence at the start of `s` (no overlong forms, no
-// surrogates, nothing past U+10FFFF), 0 when there is none.
-size_t utf8SequenceLength(std::string_view s) {
-  const auto byte = [&](size_t i) { return static_cast<uint8_t>(s[i]); };
-  const auto continuation = [&](size_t i) { return i < s.size() && (byte(i) & 0xC0) == 0x80; };
-  const uint8_t lead = byte(0);
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) return continuation(1) ? 2 : 0;
-  if (lead >= 0xE0 && lead <= 0xEF) {
-    if (!continuation(1) || !continuation(2)) return 0;
-    if (lead == 0xE0 && byte(1) < 0xA0) return 0;  // overlong
-    if (lead == 0xED && byte(1) > 0x9F) return 0;  // surrogate
-    return 3;
-  }
-  if (lead >= 0xF0 && lead <= 0xF4) {
-    if (!continuation(1) || !continuation(2) || !continuation(3)) return 0;
-    if (lead == 0xF0 && byte(1) < 0x90) return 0;  // overlong
-    if (lead == 0xF4 && byte(1) > 0x8F) return 0;  // past U+10FFFF
-    return 4;
-  }
-  return 0;
-}
-
-// The text libplist 2.2 can write and read back: it takes C strings, so text ends at a NUL, and
-// it converts non-ASCII text to UTF-16, so every byte that is not well-formed UTF-8 becomes
+// The text an archive can carry: libplist nodes hold C strings, so text ends at a NUL, and text
+// that is not ASCII is written as UTF-16, so every byte that is not well-formed UTF-8 becomes
 // U+FFFD. Logged when anything changes.
 std::string writableText(const std::string& s) {
   const std::string_view text(s.c_str());
@@ -68,6 +48,8 @@ struct KeyedArchiver::State {
   // objects (NSKeyedArchiver retains what it encodes for the same reason).
   std::vector<std::shared_ptr<const ValueObject>> retained;
   std::map<std::string, uint64_t> classEntries;
+  // The reals of single-precision numbers, written in four bytes; every other real takes eight.
+  std::unordered_set<plist_t> singlePrecisionReals;
   // The dictionary that encode calls write into: the object being encoded, "$top" at the bottom.
   std::vector<plist_t> containers;
   PlistNode top{plist_new_dict()};
@@ -114,7 +96,15 @@ uint64_t KeyedArchiver::State::encodeValue(const Value& value, KeyedArchiver& ar
       return uid;
     }
     case Value::Kind::Number:
-      if (value.isFloatingNumber()) return append(plist_new_real(value.doubleValue()));
+      if (value.isFloatingNumber()) {
+        // NSKeyedArchiver stores an NSNumber as the property-list number itself, and
+        // CoreFoundation's binary writer gives a float number (CFNumberGetByteSize 4) a 4-byte real
+        // and every other floating number an 8-byte one (CFBinaryPList.c, in Apple's open-source
+        // CoreFoundation).
+        plist_t real = plist_new_real(value.doubleValue());
+        if (isSinglePrecisionType(value.numberType())) singlePrecisionReals.insert(real);
+        return append(real);
+      }
       // libplist keeps integers as 64 bits and writes them as eight bytes when negative: the
       // two's complement reads back as the signed value.
       return append(plist_new_uint(static_cast<uint64_t>(value.longLongValue())));
@@ -243,13 +233,7 @@ std::vector<uint8_t> KeyedArchiver::encodedData() {
     plist_array_append_item(objects, object ? object.release() : plist_new_string(kNullObject));
   }
   plist_dict_set_item(archive.get(), kObjectsArrayKey, objects);
-  char* bytes = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(archive.get(), &bytes, &length);
-  std::vector<uint8_t> out;
-  if (bytes) out.assign(bytes, bytes + length);
-  plist_to_bin_free(bytes);
-  return out;
+  return binaryPropertyList(archive.get(), state_->singlePrecisionReals);
 }
 
 }  // namespace premoov

@@ -10,6 +10,7 @@
 
 #include "base/byte_reader.h"
 #include "plist/keyed_archive_messages.h"
+#include "plist/keyed_builtin_classes.h"
 
 namespace premoov {
 namespace {
@@ -169,6 +170,10 @@ class BinaryWalker {
           if (reference >= objectCount_) {
             return msg::binaryReference(index, reference, objectCount_);
           }
+          // libplist stops the process (an assertion) when it hands out such a key.
+          if (kind == Marker::kDictionary && i < *count && keyHoldsNul(reference)) {
+            return msg::binaryKeyWithNul(reference);
+          }
           Measure child;
           if (auto problem = measure(reference, enclosing + 1, child)) return problem;
           // Both sides are at most kMaxPlistReadBytes here, so the sum cannot wrap.
@@ -180,6 +185,29 @@ class BinaryWalker {
       }
     }
     return msg::binaryMarker(index, marker);
+  }
+
+  // Whether object `index`, a dictionary key, is UTF-16 text with a NUL character in it: libplist
+  // converts it to UTF-8 with the NUL inside, and then asserts that the key's length is its C
+  // string length. (ASCII text it cuts at the NUL.) Each key object is looked at once, however
+  // many dictionaries use it.
+  bool keyHoldsNul(uint64_t index) {
+    auto [it, added] = keysWithNul_.try_emplace(index, false);
+    if (!added) return it->second;
+    ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
+    const uint64_t offset = *readUnsigned(table, offsetWidth_);
+    if (offset < kBinaryMagic.size() || offset >= offsetTable_) return false;
+    ByteReader object(data_.subspan(offset, offsetTable_ - offset));
+    const uint8_t marker = *object.u8();
+    const auto kind = static_cast<Marker>(marker >> 4);
+    if (kind != Marker::kUtf16String) return false;
+    auto count = countOf(object, marker & 0x0F);
+    if (!count || *count > object.remaining() / 2) return false;
+    auto bytes = object.bytes(static_cast<size_t>(*count) * 2);
+    for (size_t i = 0; i < bytes->size(); i += 2) {
+      if ((*bytes)[i] == 0 && (*bytes)[i + 1] == 0) return it->second = true;
+    }
+    return false;
   }
 
   // A count in the marker's low bits, or 15 there and an integer object of 1 to 8 bytes after.
@@ -199,7 +227,96 @@ class BinaryWalker {
   uint64_t objectCount_ = 0;
   uint64_t offsetTable_ = 0;
   std::unordered_map<uint64_t, Measure> measured_;
+  std::unordered_map<uint64_t, bool> keysWithNul_;
   PlistShape shape_;
+};
+
+// Reads single objects of a binary property list by index, each read checked against the file.
+class BinaryObjects {
+ public:
+  struct Object {
+    Marker kind;
+    unsigned info;   // the marker's low four bits
+    uint64_t count;  // elements, entries, bytes or units, where the kind has a count
+    ByteReader contents;
+  };
+
+  explicit BinaryObjects(std::span<const uint8_t> data) : data_(data) {
+    if (data.size() < kBinaryMagic.size() + kTrailerSize) return;
+    if (!std::equal(kBinaryMagic.begin(), kBinaryMagic.end(), data.begin())) return;
+    ByteReader trailer(data.last(kTrailerSize));
+    trailer.skip(6);
+    offsetWidth_ = *trailer.u8();
+    referenceWidth_ = *trailer.u8();
+    objectCount_ = *trailer.u64();
+    top_ = *trailer.u64();
+    offsetTable_ = *trailer.u64();
+    valid_ = offsetWidth_ >= 1 && offsetWidth_ <= 8 && referenceWidth_ >= 1 &&
+             referenceWidth_ <= 8 && offsetTable_ <= data.size() - kTrailerSize &&
+             objectCount_ <= (data.size() - kTrailerSize - offsetTable_) / offsetWidth_;
+  }
+
+  uint64_t top() const { return top_; }
+
+  std::optional<Object> object(uint64_t index) const {
+    if (!valid_ || index >= objectCount_) return std::nullopt;
+    ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
+    const auto offset = readUnsigned(table, offsetWidth_);
+    if (!offset || *offset < kBinaryMagic.size() || *offset >= offsetTable_) return std::nullopt;
+    Object out{Marker::kSingleton, 0, 0,
+               ByteReader(data_.subspan(*offset, offsetTable_ - *offset))};
+    const auto marker = out.contents.u8();
+    if (!marker) return std::nullopt;
+    out.kind = static_cast<Marker>(*marker >> 4);
+    out.info = *marker & 0x0F;
+    out.count = out.info;
+    if (out.info == 0x0F) {
+      const auto intMarker = out.contents.u8();
+      if (!intMarker || (*intMarker >> 4) != static_cast<uint8_t>(Marker::kInteger) ||
+          (*intMarker & 0x0F) > 3) {
+        return std::nullopt;
+      }
+      const auto count = readUnsigned(out.contents, size_t{1} << (*intMarker & 0x0F));
+      if (!count) return std::nullopt;
+      out.count = *count;
+    }
+    return out;
+  }
+
+  // The next `n` references of a container's contents.
+  std::optional<std::vector<uint64_t>> references(ByteReader& contents, uint64_t n) const {
+    if (n > contents.remaining() / referenceWidth_) return std::nullopt;
+    std::vector<uint64_t> out;
+    out.reserve(static_cast<size_t>(n));
+    for (uint64_t i = 0; i < n; ++i) out.push_back(*readUnsigned(contents, referenceWidth_));
+    return out;
+  }
+
+  // Whether object `index` is the string `text`, in either of the encodings strings take.
+  bool isText(uint64_t index, std::string_view text) const {
+    auto string = object(index);
+    if (!string || string->count != text.size()) return false;
+    if (string->kind == Marker::kAsciiString) {
+      auto bytes = string->contents.bytes(text.size());
+      return bytes && std::equal(bytes->begin(), bytes->end(), text.begin(),
+                                 [](uint8_t b, char c) { return b == static_cast<uint8_t>(c); });
+    }
+    if (string->kind != Marker::kUtf16String) return false;
+    for (char c : text) {
+      const auto unit = string->contents.u16();
+      if (!unit || *unit != static_cast<uint8_t>(c)) return false;
+    }
+    return true;
+  }
+
+ private:
+  std::span<const uint8_t> data_;
+  bool valid_ = false;
+  size_t offsetWidth_ = 0;
+  size_t referenceWidth_ = 0;
+  uint64_t objectCount_ = 0;
+  uint64_t top_ = 0;
+  uint64_t offsetTable_ = 0;
 };
 
 bool isSpace(uint8_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -284,6 +401,31 @@ Result<PlistShape> measureXmlPlist(std::span<const uint8_t> data) {
   }
   shape.estimatedBytes = elements * kPlistNodeCost + text.size();
   return shape;
+}
+
+std::vector<uint8_t> archivedRealWidths(std::span<const uint8_t> data) {
+  const BinaryObjects file(data);
+  auto top = file.object(file.top());
+  if (!top || top->kind != Marker::kDictionary) return {};
+  const auto keys = file.references(top->contents, top->count);
+  const auto values = file.references(top->contents, top->count);
+  if (!keys || !values) return {};
+  // The first "$objects" key, as libplist's lookup finds it.
+  size_t entry = 0;
+  while (entry < keys->size() && !file.isText((*keys)[entry], kObjectsArrayKey)) ++entry;
+  if (entry == keys->size()) return {};
+  auto objects = file.object((*values)[entry]);
+  if (!objects || objects->kind != Marker::kArray) return {};
+  const auto elements = file.references(objects->contents, objects->count);
+  if (!elements) return {};
+  std::vector<uint8_t> widths;
+  widths.reserve(elements->size());
+  for (uint64_t element : *elements) {
+    auto object = file.object(element);
+    const bool real = object && object->kind == Marker::kReal;
+    widths.push_back(real && object->info == 2 ? 4 : real && object->info == 3 ? 8 : 0);
+  }
+  return widths;
 }
 
 Result<PlistNode> readPropertyList(std::span<const uint8_t> data) {

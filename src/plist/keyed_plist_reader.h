@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "base/result.h"
 #include "plist/keyed_plist_node.h"
@@ -35,5 +36,11 @@ Result<PlistShape> measureXmlPlist(std::span<const uint8_t> data);
 
 // Reads a binary or XML property list with libplist once its shape is within the bounds above.
 Result<PlistNode> readPropertyList(std::span<const uint8_t> data);
+
+// What libplist does not keep of a keyed archive's numbers: the width in bytes of each real among
+// the elements of the top dictionary's "$objects" array, 4 (a float) or 8 (a double), and 0 for
+// elements that are no real. libplist reads every real into a double. Empty for an XML property
+// list, whose reals carry no width, and for data that is no binary keyed archive.
+std::vector<uint8_t> archivedRealWidths(std::span<const uint8_t> data);
 
 }  // namespace premoov

@@ -21,6 +21,19 @@ bool isFloatingType(CFNumberType type) {
   }
 }
 
+bool isSinglePrecisionType(CFNumberType type) {
+  return type == CFNumberType::kCFNumberFloat32Type || type == CFNumberType::kCFNumberFloatType;
+}
+
+float roundedToFloat(double d) {
+  // Half a unit in the last place above FLT_MAX: from there on, rounding gives infinity.
+  constexpr double kRoundsToInfinity = 0x1.ffffffp127;
+  if (std::isnan(d)) return std::numeric_limits<float>::quiet_NaN();
+  if (d >= kRoundsToInfinity) return std::numeric_limits<float>::infinity();
+  if (d <= -kRoundsToInfinity) return -std::numeric_limits<float>::infinity();
+  return static_cast<float>(d);
+}
+
 const char* kindName(Value::Kind kind) {
   switch (kind) {
     case Value::Kind::Dictionary: return "dictionary";
@@ -39,14 +52,14 @@ Value::Value() = default;
 
 Value Value::dictionary(Dictionary entries) {
   Value v;
-  v.dictionary_ = std::move(entries);
+  if (!entries.empty()) v.dictionary_ = std::make_shared<Dictionary>(std::move(entries));
   return v;
 }
 
 Value Value::array(Array elements) {
   Value v;
   v.kind_ = Kind::Array;
-  v.array_ = std::move(elements);
+  if (!elements.empty()) v.array_ = std::make_shared<Array>(std::move(elements));
   return v;
 }
 
@@ -69,7 +82,7 @@ Value Value::integer(int64_t i, CFNumberType type) {
 Value Value::real(double d, CFNumberType type) {
   Value v;
   v.kind_ = Kind::Number;
-  v.real_ = d;
+  v.real_ = isSinglePrecisionType(type) ? roundedToFloat(d) : d;
   v.numberType_ = type;
   return v;
 }
@@ -101,14 +114,42 @@ Value Value::object(std::shared_ptr<const ValueObject> object) {
   return v;
 }
 
+const Value::Dictionary& Value::entries() const {
+  static const Dictionary kEmpty;
+  return dictionary_ ? *dictionary_ : kEmpty;
+}
+
+const Value::Array& Value::elements() const {
+  static const Array kEmpty;
+  return array_ ? *array_ : kEmpty;
+}
+
+Value::Dictionary& Value::mutableEntries() {
+  if (!dictionary_) {
+    dictionary_ = std::make_shared<Dictionary>();
+  } else if (dictionary_.use_count() > 1) {
+    dictionary_ = std::make_shared<Dictionary>(*dictionary_);
+  }
+  return *dictionary_;
+}
+
+Value::Array& Value::mutableElements() {
+  if (!array_) {
+    array_ = std::make_shared<Array>();
+  } else if (array_.use_count() > 1) {
+    array_ = std::make_shared<Array>(*array_);
+  }
+  return *array_;
+}
+
 const Value* Value::objectForKey(const std::string& key) const {
-  if (kind_ != Kind::Dictionary) return nullptr;
-  auto it = dictionary_.find(key);
-  return it == dictionary_.end() ? nullptr : &it->second;
+  if (kind_ != Kind::Dictionary || !dictionary_) return nullptr;
+  auto it = dictionary_->find(key);
+  return it == dictionary_->end() ? nullptr : &it->second;
 }
 
 void Value::setObject(const std::string& key, Value value) {
-  dictionary_.insert_or_assign(key, std::move(value));
+  mutableEntries().insert_or_assign(key, std::move(value));
 }
 
 namespace {
@@ -234,8 +275,8 @@ void Value::getBytes(std::span<uint8_t> destination) const {
 bool Value::operator==(const Value& other) const {
   if (kind_ != other.kind_) return false;
   switch (kind_) {
-    case Kind::Dictionary: return dictionary_ == other.dictionary_;
-    case Kind::Array: return array_ == other.array_;
+    case Kind::Dictionary: return dictionary_ == other.dictionary_ || entries() == other.entries();
+    case Kind::Array: return array_ == other.array_ || elements() == other.elements();
     case Kind::String: return string_ == other.string_;
     case Kind::Number:
     case Kind::Boolean:

@@ -28,6 +28,11 @@ enum class CFNumberType : int {
 };
 
 bool isFloatingType(CFNumberType type);
+// CFNumberGetByteSize of a floating type: 4 for the 32-bit float types, 8 for the others.
+bool isSinglePrecisionType(CFNumberType type);
+// `d` rounded to the nearest float as IEEE arithmetic rounds it, without the undefined behaviour
+// of casting a double beyond the float range: such values become infinite.
+float roundedToFloat(double d);
 
 // An object of one of our own archivable classes carried inside a value tree (a metadata item in
 // the settings, say). The class name is what the allowed-class checks look at.
@@ -40,6 +45,9 @@ class ValueObject {
 // A property-list value: the settings dictionary of a header request and everything inside it.
 // Messages to a missing object answer zero, as they do in the system this mirrors: every accessor
 // below is also offered as a free function on `const Value*` that answers 0 for nullptr.
+// Copies of an array or a dictionary share its elements until one of them is changed, so that a
+// value decoded once and referred to many times costs one copy of its elements, not one per
+// reference.
 class Value {
  public:
   enum class Kind { Dictionary, Array, String, Number, Boolean, Data, Date, Object };
@@ -51,6 +59,8 @@ class Value {
   static Value array(Array elements = {});
   static Value string(std::string s);
   static Value integer(int64_t v, CFNumberType type = CFNumberType::kCFNumberSInt64Type);
+  // A number of a single-precision type (kCFNumberFloat32Type, kCFNumberFloatType) holds `v`
+  // rounded to a float, as NSNumber's numberWithFloat: does.
   static Value real(double v, CFNumberType type = CFNumberType::kCFNumberDoubleType);
   static Value boolean(bool v);
   static Value data(std::vector<uint8_t> bytes);
@@ -70,9 +80,9 @@ class Value {
   // Dictionary access: nullptr when this is no dictionary or the key is absent.
   const Value* objectForKey(const std::string& key) const;
   void setObject(const std::string& key, Value value);
-  const Dictionary& entries() const { return dictionary_; }
-  const Array& elements() const { return array_; }
-  void append(Value value) { array_.push_back(std::move(value)); }
+  const Dictionary& entries() const;
+  const Array& elements() const;
+  void append(Value value) { mutableElements().push_back(std::move(value)); }
 
   const std::string& stringValue() const { return string_; }
   const std::vector<uint8_t>& bytes() const { return data_; }
@@ -97,9 +107,13 @@ class Value {
   bool operator==(const Value& other) const;
 
  private:
+  // The elements, copied first when another value shares them.
+  Dictionary& mutableEntries();
+  Array& mutableElements();
+
   Kind kind_ = Kind::Dictionary;
-  Dictionary dictionary_;
-  Array array_;
+  std::shared_ptr<Dictionary> dictionary_;  // nullptr while empty
+  std::shared_ptr<Array> array_;            // nullptr while empty
   std::string string_;
   std::vector<uint8_t> data_;
   int64_t integer_ = 0;

@@ -83,6 +83,24 @@ class ArchiveInspection {
     return result;
   }
 
+  // The archive again as a binary property list, with the value stored inline under `key` of
+  // the root object replaced by `node` (taken over): a real or a boolean where an integer was.
+  std::vector<uint8_t> withRootValue(const std::string& key, plist_t node) {
+    std::vector<uint8_t> result;
+    plist_t object = rootObject();
+    if (object == nullptr) {
+      plist_free(node);
+      return result;
+    }
+    plist_dict_set_item(object, key.c_str(), node);
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root_.get(), &bytes, &length);
+    if (bytes != nullptr) result.assign(bytes, bytes + length);
+    free(bytes);
+    return result;
+  }
+
   // An integer stored inline under a key of the root object.
   std::optional<int64_t> integerForKey(const std::string& key) const {
     plist_t object = rootObject();

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "archive_inspection.h"
@@ -432,6 +434,110 @@ TEST(ZPRMetadataItemTest, ValueTypeIsReadIntoThirtyTwoBits) {
   EXPECT_EQ(decoded.item->valueType(), ZPRMetadataValueTypeNumber);
   ASSERT_TRUE(decoded.item->numberValue().has_value());
   EXPECT_EQ(decoded.item->numberValue()->longLongValue(), 42);
+}
+
+// "valueType" is read as decodeIntegerForKey: reads a number: a real is truncated toward zero,
+// a boolean is 0 or 1.
+std::shared_ptr<const ZPRMetadataItem> numberItemWithValueType(plist_t valueType) {
+  const auto item = itemWith("take", Value::integer(42));
+  testing_archive::ArchiveInspection written(archive(item));
+  const Decoded decoded = secureDecode(written.withRootValue("valueType", valueType));
+  EXPECT_TRUE(decoded.error.empty()) << decoded.error;
+  return decoded.item;
+}
+
+TEST(ZPRMetadataItemTest, ValueTypeStoredAsARealIsTruncatedTowardZero) {
+  for (double stored : {1.0, 1.9}) {
+    SCOPED_TRACE(stored);
+    const auto item = numberItemWithValueType(plist_new_real(stored));
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->valueType(), ZPRMetadataValueTypeNumber);
+    ASSERT_TRUE(item->numberValue().has_value());
+    EXPECT_EQ(item->numberValue()->longLongValue(), 42);
+  }
+  // -0.5 truncates to 0: a string item, whose string is absent.
+  const auto item = numberItemWithValueType(plist_new_real(-0.5));
+  ASSERT_NE(item, nullptr);
+  EXPECT_EQ(item->valueType(), ZPRMetadataValueTypeString);
+  EXPECT_EQ(item->numberValue(), std::nullopt);
+}
+
+TEST(ZPRMetadataItemTest, ValueTypeStoredAsABooleanIsZeroOrOne) {
+  const auto yes = numberItemWithValueType(plist_new_bool(1));
+  ASSERT_NE(yes, nullptr);
+  EXPECT_EQ(yes->valueType(), ZPRMetadataValueTypeNumber);
+  ASSERT_TRUE(yes->numberValue().has_value());
+  EXPECT_EQ(yes->numberValue()->longLongValue(), 42);
+  const auto no = numberItemWithValueType(plist_new_bool(0));
+  ASSERT_NE(no, nullptr);
+  EXPECT_EQ(no->valueType(), ZPRMetadataValueTypeString);
+}
+
+TEST(ZPRMetadataItemTest, NumberItemKeepsItsKindOfNumberThroughAnArchive) {
+  // A 32-bit float stays a float (the movie metadata step stores it as an integer), and a double
+  // comes back as a 64-bit float, as CoreFoundation reads an 8-byte real.
+  struct Case {
+    Value number;
+    CFNumberType decoded;
+  };
+  for (const Case& c : {Case{Value::real(2.5, CFNumberType::kCFNumberFloat32Type),
+                             CFNumberType::kCFNumberFloat32Type},
+                        Case{Value::real(2.5, CFNumberType::kCFNumberFloat64Type),
+                             CFNumberType::kCFNumberFloat64Type},
+                        Case{Value::real(0.1), CFNumberType::kCFNumberFloat64Type},
+                        Case{Value::integer(7, CFNumberType::kCFNumberSInt32Type),
+                             CFNumberType::kCFNumberSInt64Type}}) {
+    SCOPED_TRACE(static_cast<int>(c.number.numberType()));
+    const auto item = itemWith("n", c.number);
+    ASSERT_NE(item, nullptr);
+    const Decoded decoded = secureDecode(archive(item));
+    ASSERT_NE(decoded.item, nullptr) << decoded.error;
+    ASSERT_TRUE(decoded.item->numberValue().has_value());
+    EXPECT_EQ(decoded.item->numberValue()->numberType(), c.decoded);
+    EXPECT_EQ(decoded.item->numberValue()->doubleValue(), c.number.doubleValue());
+  }
+}
+
+// One thread sets a property to either of two values while another reads it: every read must
+// see one of them whole.
+template <typename Get, typename Set, typename T>
+void hammer(Get get, Set set, const T& first, const T& second) {
+  constexpr int kRounds = 20000;
+  set(first);
+  std::atomic<bool> torn{false};
+  std::thread writer([&] {
+    for (int i = 0; i < kRounds; ++i) set(i % 2 ? first : second);
+  });
+  std::thread reader([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      const T seen = get();
+      if (!(seen == first || seen == second)) torn = true;
+    }
+  });
+  writer.join();
+  reader.join();
+  EXPECT_FALSE(torn);
+}
+
+TEST(ZPRMetadataItemTest, ConcurrentGetAndSetOfAPropertyDoNotRace) {
+  auto item = std::make_shared<ZPRMetadataItem>();
+  const std::optional<std::string> longKey = std::string(200, 'k');
+  const std::optional<std::string> otherKey = std::string(300, 'K');
+  hammer([&] { return std::optional<std::string>(item->key()); },
+         [&](const std::optional<std::string>& v) { item->setKey(v); }, longKey, otherKey);
+  hammer([&] { return std::optional<std::string>(item->stringValue()); },
+         [&](const std::optional<std::string>& v) { item->setStringValue(v); }, longKey, otherKey);
+  const std::optional<Value> list = Value::array({Value::string(std::string(100, 'a'))});
+  const std::optional<Value> otherList =
+      Value::array({Value::string(std::string(100, 'b')), Value::string(std::string(50, 'c'))});
+  hammer([&] { return std::optional<Value>(item->tokenValues()); },
+         [&](const std::optional<Value>& v) { item->setTokenValues(v); }, list, otherList);
+  hammer([&] { return std::optional<Value>(item->numberValue()); },
+         [&](const std::optional<Value>& v) { item->setNumberValue(v); }, list, otherList);
+  hammer([&] { return std::optional<Value>(item->dateValue()); },
+         [&](const std::optional<Value>& v) { item->setDateValue(v); }, list, otherList);
+  hammer([&] { return item->valueType(); }, [&](uint32_t v) { item->setValueType(v); }, uint32_t{1},
+         uint32_t{0x12345678});
 }
 
 TEST(ZPRMetadataItemTest, SecureDecodingRefusesATokenInsideATokenList) {

@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "archive_inspection.h"
@@ -358,6 +361,42 @@ TEST(ZPRTokenTest, ArchiveRoundTripOfAFactoryToken) {
   EXPECT_EQ(back->displayName(), "Counter");
   EXPECT_EQ(back->formatter(), "3");
   EXPECT_EQ(back->simpleString(), none());
+}
+
+TEST(ZPRTokenTest, ConcurrentGetAndSetOfAPropertyDoNotRace) {
+  // One thread sets each field to either of two long texts while another reads it: every read
+  // sees one of them whole.
+  ZPRToken token;
+  const std::optional<std::string> first = std::string(200, 'a');
+  const std::optional<std::string> second = std::string(300, 'b');
+  using Getter = std::optional<std::string> (*)(const ZPRToken&);
+  using Setter = void (*)(ZPRToken&, const std::optional<std::string>&);
+  const std::vector<std::pair<Getter, Setter>> fields{
+      {[](const ZPRToken& t) { return std::optional<std::string>(t.codeName()); },
+       [](ZPRToken& t, const std::optional<std::string>& v) { t.setCodeName(v); }},
+      {[](const ZPRToken& t) { return std::optional<std::string>(t.displayName()); },
+       [](ZPRToken& t, const std::optional<std::string>& v) { t.setDisplayName(v); }},
+      {[](const ZPRToken& t) { return std::optional<std::string>(t.formatter()); },
+       [](ZPRToken& t, const std::optional<std::string>& v) { t.setFormatter(v); }},
+      {[](const ZPRToken& t) { return std::optional<std::string>(t.simpleString()); },
+       [](ZPRToken& t, const std::optional<std::string>& v) { t.setSimpleString(v); }},
+  };
+  for (const auto& [get, set] : fields) {
+    set(token, first);
+    std::atomic<bool> torn{false};
+    std::thread writer([&, set = set] {
+      for (int i = 0; i < 20000; ++i) set(token, i % 2 ? first : second);
+    });
+    std::thread reader([&, get = get] {
+      for (int i = 0; i < 20000; ++i) {
+        const std::optional<std::string> seen = get(token);
+        if (seen != first && seen != second) torn = true;
+      }
+    });
+    writer.join();
+    reader.join();
+    EXPECT_FALSE(torn);
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -81,6 +82,40 @@ TEST(KeyedArchiverTest, KindOfNumberDecidesIntegerOrReal) {
   plist_t objects = plist_dict_get_item(tree.get(), "$objects");
   EXPECT_EQ(plist_get_node_type(plist_array_get_item(objects, 2)), PLIST_UINT);
   EXPECT_EQ(plist_get_node_type(plist_array_get_item(objects, 3)), PLIST_REAL);
+}
+
+// Whether `data` holds `pattern` anywhere.
+bool contains(const std::vector<uint8_t>& data, const std::vector<uint8_t>& pattern) {
+  return std::search(data.begin(), data.end(), pattern.begin(), pattern.end()) != data.end();
+}
+
+TEST(KeyedArchiverTest, DoublesAreWrittenAsEightByteReals) {
+  // 0.5 fits a float, but a double is written in full, as Foundation writes it: marker 0x23 and
+  // the big-endian IEEE double 0x3FE0000000000000.
+  const auto data = KeyedArchiver::archivedDataWithRootObject(Value::real(0.5));
+  EXPECT_TRUE(contains(data, {0x23, 0x3F, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}));
+  EXPECT_FALSE(contains(data, {0x22, 0x3F, 0x00, 0x00, 0x00}));
+  const auto float64 = KeyedArchiver::archivedDataWithRootObject(
+      Value::real(0.5, CFNumberType::kCFNumberFloat64Type));
+  EXPECT_TRUE(contains(float64, {0x23, 0x3F, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}));
+}
+
+TEST(KeyedArchiverTest, FloatsAreWrittenAsFourByteReals) {
+  for (CFNumberType type : {CFNumberType::kCFNumberFloat32Type, CFNumberType::kCFNumberFloatType}) {
+    SCOPED_TRACE(static_cast<int>(type));
+    const auto data = KeyedArchiver::archivedDataWithRootObject(Value::real(0.5, type));
+    EXPECT_TRUE(contains(data, {0x22, 0x3F, 0x00, 0x00, 0x00}));
+    EXPECT_FALSE(contains(data, {0x23, 0x3F, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}));
+  }
+}
+
+TEST(KeyedArchiverTest, TimesAndEncodedDoublesAreEightByteReals) {
+  KeyedArchiver archiver;
+  archiver.encodeDouble(0.5, "d");
+  archiver.encodeObject(Value::date(1.5), "root");
+  const auto data = archiver.encodedData();
+  EXPECT_TRUE(contains(data, {0x23, 0x3F, 0xE0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}));
+  EXPECT_TRUE(contains(data, {0x23, 0x3F, 0xF8, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}));
 }
 
 TEST(KeyedArchiverTest, EqualStringsShareOneEntry) {

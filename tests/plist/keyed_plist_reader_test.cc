@@ -203,5 +203,63 @@ TEST(KeyedPlistReaderTest, ReadsBothKindsWithLibplist) {
   EXPECT_EQ(unreadable.error(), "The archive is no property list libplist can read");
 }
 
+TEST(KeyedPlistReaderTest, WidthsOfTheArchivedReals) {
+  keyed_test::RawPlist plist;
+  const std::vector<uint64_t> objects{plist.string("$null"), plist.real32(2.5f), plist.real64(2.5),
+                                      plist.integer(2), plist.boolean(true)};
+  EXPECT_EQ(archivedRealWidths(plist.keyedArchive(objects, 1)),
+            (std::vector<uint8_t>{0, 4, 8, 0, 0}));
+}
+
+TEST(KeyedPlistReaderTest, WidthsFollowTheFirstObjectsKeyInEitherEncoding) {
+  // "$objects" written in UTF-16, a second "$objects" after it, as libplist would read them.
+  keyed_test::RawPlist plist;
+  std::vector<uint8_t> utf16Key{0x68};
+  for (char c : std::string("$objects")) utf16Key.insert(utf16Key.end(), {0, uint8_t(c)});
+  const uint64_t first = plist.array({plist.real32(1.0f)});
+  const uint64_t second = plist.array({plist.real64(1.0)});
+  const uint64_t key = plist.raw(utf16Key);
+  const uint64_t top = plist.dictionary(
+      std::vector<std::pair<uint64_t, uint64_t>>{{key, first}, {plist.string("$objects"), second}});
+  const auto data = plist.bytes(top);
+  PlistNode tree = keyed_test::parseBinary(data);
+  ASSERT_TRUE(tree);
+  EXPECT_EQ(plist_array_get_size(plist_dict_get_item(tree.get(), "$objects")), 1u);
+  EXPECT_EQ(archivedRealWidths(data), std::vector<uint8_t>{4});
+}
+
+TEST(KeyedPlistReaderTest, NoWidthsWithoutABinaryArchive) {
+  EXPECT_TRUE(archivedRealWidths({}).empty());
+  EXPECT_TRUE(archivedRealWidths(bytesOf("<plist><dict/></plist>")).empty());
+  // A binary property list whose top object is no dictionary, or has no "$objects" array.
+  EXPECT_TRUE(archivedRealWidths(rawBinaryPlist({{0x51, 'a'}}, 0)).empty());
+  keyed_test::RawPlist plist;
+  const uint64_t top = plist.dictionary(
+      std::vector<std::pair<std::string, uint64_t>>{{"$objects", plist.integer(1)}});
+  EXPECT_TRUE(archivedRealWidths(plist.bytes(top)).empty());
+  // Every cut of a sound archive answers without reading past its end.
+  keyed_test::RawPlist sound;
+  const auto data = sound.keyedArchive({sound.string("$null"), sound.real32(1.0f)}, 1);
+  for (size_t length = 0; length < data.size(); ++length) {
+    const auto widths = archivedRealWidths(std::span<const uint8_t>(data.data(), length));
+    EXPECT_TRUE(widths.empty() || widths == (std::vector<uint8_t>{0, 4})) << length;
+  }
+}
+
+TEST(KeyedPlistReaderTest, RefusesUtf16DictionaryKeysHoldingANul) {
+  // libplist asserts when it hands such a key out. In a value the NUL is harmless, and an ASCII
+  // key libplist cuts at its NUL.
+  const auto utf16Key =
+      rawBinaryPlist({{0xD1, 1, 2}, {0x62, 0x00, 'a', 0x00, 0x00}, {0x51, 'v'}}, 0);
+  EXPECT_EQ(binaryProblem(utf16Key),
+            "Object 1 of the binary property list is a dictionary key holding a NUL character");
+  EXPECT_TRUE(measureBinaryPlist(rawBinaryPlist({{0xA1, 1}, {0x62, 0x00, 'a', 0x00, 0x00}}, 0)));
+  EXPECT_TRUE(
+      readPropertyList(rawBinaryPlist({{0xD1, 1, 2}, {0x53, 'a', 0, 'b'}, {0x51, 'v'}}, 0)));
+  // A unit with one zero byte is no NUL.
+  EXPECT_TRUE(readPropertyList(
+      rawBinaryPlist({{0xD1, 1, 2}, {0x62, 0x01, 0x00, 0x00, 'a'}, {0x51, 'v'}}, 0)));
+}
+
 }  // namespace
 }  // namespace premoov

@@ -2,6 +2,7 @@
 
 #include <plist/plist.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/byte_writer.h"
@@ -72,7 +75,9 @@ class TestItem : public ArchivableObject {
     return item;
   }
 
-  static void registerClass() { KeyedUnarchiver::registerClass(kClassName, &TestItem::make); }
+  static void registerClass() {
+    KeyedUnarchiver::registerClass(kClassName, &TestItem::make, {"PremoovTestBase", "NSObject"});
+  }
 };
 
 inline std::vector<uint8_t> binaryOf(plist_t node) {
@@ -221,6 +226,96 @@ inline std::vector<uint8_t> rawBinaryPlist(const std::vector<std::vector<uint8_t
   return w.take();
 }
 
+// A binary property list built object by object, with 4-byte references, for archives no
+// writer makes: thousands of objects, reals of either width, dictionaries with repeated keys.
+// Each adder answers the new object's index.
+class RawPlist {
+ public:
+  uint64_t string(std::string_view ascii) {
+    ByteWriter w;
+    marker(w, 0x5, ascii.size());
+    w.text(ascii);
+    return add(w.take());
+  }
+  uint64_t integer(uint64_t value) {
+    ByteWriter w;
+    w.u8(0x13);
+    w.u64(value);
+    return add(w.take());
+  }
+  uint64_t real32(float value) {
+    ByteWriter w;
+    w.u8(0x22);
+    w.u32(std::bit_cast<uint32_t>(value));
+    return add(w.take());
+  }
+  uint64_t real64(double value) {
+    ByteWriter w;
+    w.u8(0x23);
+    w.f64(value);
+    return add(w.take());
+  }
+  uint64_t boolean(bool value) { return add({static_cast<uint8_t>(value ? 0x09 : 0x08)}); }
+  // An object given byte for byte, marker first.
+  uint64_t raw(std::vector<uint8_t> object) { return add(std::move(object)); }
+  uint64_t uid(uint32_t value) {
+    ByteWriter w;
+    w.u8(0x83);
+    w.u32(value);
+    return add(w.take());
+  }
+  uint64_t array(const std::vector<uint64_t>& elements) {
+    ByteWriter w;
+    marker(w, 0xA, elements.size());
+    for (uint64_t e : elements) w.u32(static_cast<uint32_t>(e));
+    return add(w.take());
+  }
+  uint64_t dictionary(const std::vector<std::pair<uint64_t, uint64_t>>& entries) {
+    ByteWriter w;
+    marker(w, 0xD, entries.size());
+    for (const auto& entry : entries) w.u32(static_cast<uint32_t>(entry.first));
+    for (const auto& entry : entries) w.u32(static_cast<uint32_t>(entry.second));
+    return add(w.take());
+  }
+  // A dictionary from key texts: each key becomes a string object of its own.
+  uint64_t dictionary(const std::vector<std::pair<std::string, uint64_t>>& entries) {
+    std::vector<std::pair<uint64_t, uint64_t>> indexed;
+    for (const auto& [key, value] : entries) indexed.emplace_back(string(key), value);
+    return dictionary(indexed);
+  }
+  // {"$archiver", "$version", "$top": {"root": UID(root)}, "$objects": objects}; `objects` are
+  // indices of objects added before, "$null" first.
+  std::vector<uint8_t> keyedArchive(const std::vector<uint64_t>& objects, uint32_t root) {
+    const uint64_t top = dictionary(std::vector<std::pair<std::string, uint64_t>>{
+        {"$archiver", string("NSKeyedArchiver")},
+        {"$version", integer(100000)},
+        {"$top", dictionary(std::vector<std::pair<std::string, uint64_t>>{{"root", uid(root)}})},
+        {"$objects", array(objects)},
+    });
+    return bytes(top);
+  }
+
+  // The property list of every object added, `top` at the top.
+  std::vector<uint8_t> bytes(uint64_t top) const { return rawBinaryPlist(objects_, top, 4); }
+
+ private:
+  static void marker(ByteWriter& w, uint8_t kind, size_t count) {
+    if (count < 15) {
+      w.u8(static_cast<uint8_t>(kind << 4 | count));
+      return;
+    }
+    w.u8(static_cast<uint8_t>(kind << 4 | 0xF));
+    w.u8(0x13);
+    w.u64(count);
+  }
+  uint64_t add(std::vector<uint8_t> object) {
+    objects_.push_back(std::move(object));
+    return objects_.size() - 1;
+  }
+
+  std::vector<std::vector<uint8_t>> objects_;
+};
+
 // The graph the layout checks look at: every kind once, a string used three times and one of our
 // objects under two keys.
 inline Value sampleGraph() {
@@ -238,12 +333,13 @@ inline Value sampleGraph() {
       {"name", Value::string("premoov")},
       {"count", Value::integer(42)},
       {"negative", Value::integer(-7)},
-      {"ratio", Value::real(0.1)},
+      {"ratio", Value::real(0.1, CFNumberType::kCFNumberFloat64Type)},
       {"enabled", Value::boolean(true)},
       {"blob", Value::data({0x00, 0x01, 0x02, 0xFF})},
       {"when", Value::date(725846400.5)},
-      {"list", Value::array({Value::string("premoov"), Value::integer(1), Value::real(2.5),
-                             Value::boolean(false)})},
+      {"list",
+       Value::array({Value::string("premoov"), Value::integer(1),
+                     Value::real(2.5, CFNumberType::kCFNumberFloat64Type), Value::boolean(false)})},
       {"nested", Value::dictionary({{"inner", Value::dictionary({{"deep", Value::string("x")}})}})},
       {"empty", Value::array()},
       {"item", Value::object(item)},

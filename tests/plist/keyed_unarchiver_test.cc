@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -25,6 +27,8 @@ using keyed_test::TestItem;
 using keyed_test::uidArray;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+
+constexpr CFNumberType kFloat64 = CFNumberType::kCFNumberFloat64Type;
 
 const std::set<std::string> kEveryClass = [] {
   std::set<std::string> all = kValueClasses;
@@ -79,8 +83,10 @@ TEST_F(KeyedUnarchiverTest, RoundTripsEveryPlainKind) {
       Value::integer(-7),
       Value::integer(INT64_MIN),
       Value::integer(INT64_MAX),
-      Value::real(0.1),
-      Value::real(-2.5e300),
+      // Doubles come back as CoreFoundation's 64-bit float type (see below).
+      Value::real(0.1, CFNumberType::kCFNumberFloat64Type),
+      Value::real(-2.5e300, CFNumberType::kCFNumberFloat64Type),
+      Value::real(0.25, CFNumberType::kCFNumberFloat32Type),
       Value::boolean(true),
       Value::boolean(false),
       Value::data({}),
@@ -95,21 +101,9 @@ TEST_F(KeyedUnarchiverTest, RoundTripsEveryPlainKind) {
   }
 }
 
-TEST_F(KeyedUnarchiverTest, NumbersComeBackAsSixtyFourBitIntegersOrDoubles) {
-  // The archive keeps only integer or real, as Foundation's does: the CFNumberType is not kept.
-  auto integer = roundTrip(Value::integer(3, CFNumberType::kCFNumberSInt32Type));
-  ASSERT_TRUE(integer);
-  EXPECT_EQ(integer->numberType(), CFNumberType::kCFNumberSInt64Type);
-  EXPECT_EQ(integer->longLongValue(), 3);
-  auto real = roundTrip(Value::real(0.25, CFNumberType::kCFNumberFloat32Type));
-  ASSERT_TRUE(real);
-  EXPECT_EQ(real->numberType(), CFNumberType::kCFNumberDoubleType);
-  EXPECT_EQ(real->doubleValue(), 0.25);
-}
-
 TEST_F(KeyedUnarchiverTest, RoundTripsArraysAndNestedDictionaries) {
   const Value root = Value::dictionary({
-      {"list", Value::array({Value::string("a"), Value::integer(1), Value::real(2.5),
+      {"list", Value::array({Value::string("a"), Value::integer(1), Value::real(2.5, kFloat64),
                              Value::boolean(false), Value::data({9}), Value::date(3)})},
       {"nested", Value::dictionary({{"inner", Value::dictionary({{"deep", Value::string("x")}})},
                                     {"empty", Value::dictionary()}})},
@@ -185,7 +179,7 @@ TEST_F(KeyedUnarchiverTest, ScalarsAndPresenceOnTheTopLevel) {
   EXPECT_TRUE(unarchiver->decodeBool("b"));
   EXPECT_EQ(unarchiver->decodeDouble("d"), 1.5);
   EXPECT_EQ(unarchiver->decodeDouble("i"), -5.0);
-  EXPECT_EQ(unarchiver->decodeInt64("d"), 0);  // not an integer
+  EXPECT_EQ(unarchiver->decodeInt64("d"), 1);  // 1.5, truncated
   EXPECT_EQ(unarchiver->decodeInt64("absent"), 0);
   EXPECT_FALSE(unarchiver->decodeBool("absent"));
   EXPECT_TRUE(unarchiver->containsValueForKey("i"));
@@ -386,7 +380,7 @@ TEST_F(KeyedUnarchiverTest, ReadsArchivesWrittenByPythonsPlistlib) {
   EXPECT_EQ(mutableClasses->decodeTopLevelObjectOfClasses(
                 {"NSArray", "NSString", "NSData", "NSDictionary", "NSNumber"}),
             Value::array({Value::string("text"), Value::data({1, 2}),
-                          Value::dictionary({{"text", Value::real(3.25)}})}));
+                          Value::dictionary({{"text", Value::real(3.25, kFloat64)}})}));
   EXPECT_FALSE(mutableClasses->error());
 
   auto date = open(seedFile("handmade_plain.xml"));
@@ -399,6 +393,261 @@ TEST_F(KeyedUnarchiverTest, ReadsArchivesWrittenByPythonsPlistlib) {
   auto unnamed = open(seedFile("handmade_item_without_name.bplist"));
   EXPECT_FALSE(unnamed->decodeRootObject());
   EXPECT_EQ(unnamed->error()->message, "PremoovTestItem without a name");
+}
+
+// The class an object is made of is the one its class entry resolves to, and the allowed-class
+// check looks at that class and its superclasses as we know them, never at the names an archive
+// lists under "$classes".
+
+// An archived dictionary {"k": "v"} whose class entry is `entry`; it also carries the contents
+// of a mutable string, "text".
+std::vector<uint8_t> dictionaryWithClassEntry(plist_t entry) {
+  plist_t dictionary = plist_new_dict();
+  plist_dict_set_item(dictionary, "NS.keys", uidArray({3}));
+  plist_dict_set_item(dictionary, "NS.objects", uidArray({4}));
+  plist_dict_set_item(dictionary, "NS.string", plist_new_string("text"));
+  plist_dict_set_item(dictionary, "$class", plist_new_uid(2));
+  return archiveOf({dictionary, entry, plist_new_string("k"), plist_new_string("v")}, 1);
+}
+
+TEST_F(KeyedUnarchiverTest, ClassListCannotPassADictionaryAsAString) {
+  const auto data =
+      dictionaryWithClassEntry(classEntry("NSDictionary", {"NSDictionary", "NSString"}));
+  auto failure = secureFailure(data, {"NSString"});
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->failure, KeyedArchiveFailure::kClassNotAllowed);
+  EXPECT_EQ(failure->message,
+            "key \"root\": class NSDictionary is not allowed (allowed: NSString)");
+  // Where dictionaries are allowed, it is one.
+  auto unarchiver = open(data);
+  unarchiver->setRequiresSecureCoding(true);
+  EXPECT_EQ(unarchiver->decodeTopLevelObjectOfClasses({"NSDictionary", "NSString"}),
+            Value::dictionary({{"k", Value::string("v")}}));
+}
+
+TEST_F(KeyedUnarchiverTest, ObjectIsMadeOfTheFirstClassOfTheListThatIsKnown) {
+  // "$classname" says NSDictionary, but the list names NSString first: the object is made as a
+  // string, from its NS.string, and checked as one.
+  const auto data =
+      dictionaryWithClassEntry(classEntry("NSDictionary", {"NSString", "NSDictionary"}));
+  auto unarchiver = open(data);
+  unarchiver->setRequiresSecureCoding(true);
+  EXPECT_EQ(unarchiver->decodeTopLevelObjectOfClasses({"NSString"}), Value::string("text"));
+  EXPECT_FALSE(unarchiver->error());
+  auto failure = secureFailure(data, {"NSDictionary"});
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->failure, KeyedArchiveFailure::kClassNotAllowed);
+  EXPECT_THAT(failure->message, HasSubstr("class NSString is not allowed"));
+}
+
+TEST_F(KeyedUnarchiverTest, NamesWeDoNotKnowAreSkippedInTheClassList) {
+  const auto data = archiveOf(
+      {arrayObject({3}, 2), classEntry("PremoovGone", {"PremoovGone", "NSArray", "NSObject"}),
+       plist_new_string("a")},
+      1);
+  auto unarchiver = open(data);
+  unarchiver->setRequiresSecureCoding(true);
+  EXPECT_EQ(unarchiver->decodeTopLevelObjectOfClasses({"NSArray", "NSString"}),
+            Value::array({Value::string("a")}));
+  EXPECT_FALSE(unarchiver->error());
+}
+
+TEST_F(KeyedUnarchiverTest, ClassListCannotPassOurObjectAsAnotherClass) {
+  auto item = std::make_shared<TestItem>();
+  item->name = "x";
+  PlistNode tree =
+      keyed_test::parseBinary(KeyedArchiver::archivedDataWithRootObject(Value::object(item)));
+  // The item's class entry now claims NSString and NSArray among its superclasses.
+  plist_t objects = plist_dict_get_item(tree.get(), "$objects");
+  plist_t entry = plist_array_get_item(objects, 3);
+  ASSERT_EQ(plistString(plist_dict_get_item(entry, "$classname")), TestItem::kClassName);
+  plist_dict_set_item(entry, "$classes", [] {
+    plist_t list = plist_new_array();
+    for (const char* name : {TestItem::kClassName, "NSString", "NSArray"}) {
+      plist_array_append_item(list, plist_new_string(name));
+    }
+    return list;
+  }());
+  const auto data = binaryOf(tree.get());
+  for (const char* allowed : {"NSString", "NSArray"}) {
+    SCOPED_TRACE(allowed);
+    auto failure = secureFailure(data, {allowed});
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->failure, KeyedArchiveFailure::kClassNotAllowed);
+    EXPECT_THAT(failure->message, HasSubstr("class PremoovTestItem is not allowed"));
+  }
+  // Its own superclass, as the class registered it, still lets it through.
+  auto unarchiver = open(data);
+  unarchiver->setRequiresSecureCoding(true);
+  auto decoded = unarchiver->decodeTopLevelObjectOfClasses({"PremoovTestBase"});
+  ASSERT_TRUE(decoded && decoded->isObject()) << unarchiver->error()->message;
+  EXPECT_EQ(decoded->objectValue()->className(), TestItem::kClassName);
+}
+
+// Work follows the archive: each object is decoded once however often it is referenced, and each
+// dictionary is looked into once.
+
+// An array of `references` references to one date whose dictionary holds `junkKeys` keys besides
+// its own, all before them.
+std::vector<uint8_t> sharedDateWithJunkKeys(size_t references, size_t junkKeys) {
+  keyed_test::RawPlist plist;
+  const uint64_t null = plist.string("$null");
+  const uint64_t toDate = plist.uid(2);
+  const uint64_t array = plist.dictionary(std::vector<std::pair<std::string, uint64_t>>{
+      {"NS.objects", plist.array(std::vector<uint64_t>(references, toDate))},
+      {"$class", plist.uid(3)}});
+  const uint64_t junkValue = plist.integer(0);
+  std::vector<std::pair<std::string, uint64_t>> dateEntries;
+  for (size_t i = 0; i < junkKeys; ++i)
+    dateEntries.emplace_back("k" + std::to_string(i), junkValue);
+  dateEntries.emplace_back("NS.time", plist.real64(725846400.5));
+  dateEntries.emplace_back("$class", plist.uid(4));
+  const uint64_t date = plist.dictionary(dateEntries);
+  auto classEntryOf = [&](const char* name) {
+    return plist.dictionary(std::vector<std::pair<std::string, uint64_t>>{
+        {"$classname", plist.string(name)},
+        {"$classes", plist.array({plist.string(name), plist.string("NSObject")})}});
+  };
+  const uint64_t arrayClass = classEntryOf("NSArray");
+  const uint64_t dateClass = classEntryOf("NSDate");
+  return plist.keyedArchive({null, array, date, arrayClass, dateClass}, 1);
+}
+
+TEST_F(KeyedUnarchiverTest, SharedObjectWithAHugeDictionaryIsDecodedOnce) {
+  // 20,000 references to a date with 40,000 junk keys: looked up again at every reference, that
+  // is 1.6 * 10^9 key comparisons (a third of that took 14 s under the sanitizers); decoded
+  // once, well under a second.
+  const auto data = sharedDateWithJunkKeys(20'000, 40'000);
+  const auto start = std::chrono::steady_clock::now();
+  auto unarchiver = open(data);
+  ASSERT_TRUE(unarchiver);
+  unarchiver->setRequiresSecureCoding(true);
+  auto decoded = unarchiver->decodeTopLevelObjectOfClasses({"NSArray", "NSDate"});
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  ASSERT_TRUE(decoded) << unarchiver->error()->message;
+  ASSERT_EQ(decoded->elements().size(), 20'000u);
+  EXPECT_EQ(decoded->elements().front(), Value::date(725846400.5));
+  EXPECT_EQ(decoded->elements().back(), Value::date(725846400.5));
+  EXPECT_LT(seconds, 5.0);
+}
+
+TEST_F(KeyedUnarchiverTest, SharedObjectIsCheckedAgainstTheClassesOfEveryReference) {
+  // The root array's numbers pass the first decode; the same array, decoded once, must still
+  // fail where numbers are not allowed.
+  const auto data = KeyedArchiver::archivedDataWithRootObject(
+      Value::array({Value::integer(1), Value::integer(2)}));
+  auto unarchiver = open(data);
+  unarchiver->setRequiresSecureCoding(true);
+  EXPECT_TRUE(unarchiver->decodeTopLevelObjectOfClasses({"NSArray", "NSNumber"}));
+  EXPECT_FALSE(unarchiver->decodeTopLevelObjectOfClasses({"NSArray", "NSString"}));
+  ASSERT_TRUE(unarchiver->error());
+  EXPECT_EQ(unarchiver->error()->failure, KeyedArchiveFailure::kClassNotAllowed);
+  EXPECT_THAT(unarchiver->error()->message, HasSubstr("class NSNumber is not allowed"));
+}
+
+TEST_F(KeyedUnarchiverTest, SharedObjectIsBoundedByTheDepthOfEveryReference) {
+  // Object 2 is a chain of 40 arrays. The root holds it once near the top and once at the end
+  // of another chain of 40 arrays: decoded there, it nests deeper than the limit.
+  std::vector<plist_t> objects;
+  const uint64_t classReference = 83;
+  // 1: the root, [object 2, object 42].
+  objects.push_back(arrayObject({2, 42}, classReference));
+  // 2 to 41: the first chain, ending in the string at 82.
+  for (uint64_t i = 2; i <= 41; ++i)
+    objects.push_back(arrayObject({i == 41 ? 82 : i + 1}, classReference));
+  // 42 to 81: the second chain, ending in object 2.
+  for (uint64_t i = 42; i <= 81; ++i)
+    objects.push_back(arrayObject({i == 81 ? 2 : i + 1}, classReference));
+  objects.push_back(plist_new_string("bottom"));
+  objects.push_back(classEntry("NSArray", {"NSArray", "NSObject"}));
+  auto unarchiver = open(archiveOf(objects, 1));
+  EXPECT_FALSE(unarchiver->decodeRootObject());
+  ASSERT_TRUE(unarchiver->error());
+  EXPECT_EQ(unarchiver->error()->failure, KeyedArchiveFailure::kTooDeep);
+}
+
+// Numbers keep the kind of number their archived form says, as CoreFoundation's binary property
+// list reader makes them: integers are 64-bit integers, 4-byte reals floats, 8-byte reals
+// doubles.
+std::optional<Value> rootNumberOf(uint64_t (*add)(keyed_test::RawPlist&)) {
+  keyed_test::RawPlist plist;
+  const uint64_t null = plist.string("$null");
+  const uint64_t number = add(plist);
+  auto unarchiver = KeyedUnarchiver::fromData(plist.keyedArchive({null, number}, 1));
+  EXPECT_TRUE(unarchiver) << unarchiver.error();
+  if (!unarchiver) return std::nullopt;
+  (*unarchiver)->setRequiresSecureCoding(true);
+  return (*unarchiver)->decodeTopLevelObjectOfClasses({"NSNumber"});
+}
+
+TEST_F(KeyedUnarchiverTest, FourByteRealIsAFloat) {
+  auto number = rootNumberOf([](keyed_test::RawPlist& p) { return p.real32(2.5f); });
+  ASSERT_TRUE(number);
+  EXPECT_EQ(number->numberType(), CFNumberType::kCFNumberFloat32Type);
+  EXPECT_EQ(number->doubleValue(), 2.5);
+}
+
+TEST_F(KeyedUnarchiverTest, EightByteRealIsADouble) {
+  auto number = rootNumberOf([](keyed_test::RawPlist& p) { return p.real64(0.1); });
+  ASSERT_TRUE(number);
+  EXPECT_EQ(number->numberType(), CFNumberType::kCFNumberFloat64Type);
+  EXPECT_EQ(number->doubleValue(), 0.1);
+}
+
+TEST_F(KeyedUnarchiverTest, IntegerAndBooleanKeepTheirKinds) {
+  auto integer = rootNumberOf([](keyed_test::RawPlist& p) { return p.integer(7); });
+  ASSERT_TRUE(integer);
+  EXPECT_EQ(*integer, Value::integer(7, CFNumberType::kCFNumberSInt64Type));
+  auto boolean = rootNumberOf([](keyed_test::RawPlist& p) { return p.boolean(true); });
+  ASSERT_TRUE(boolean);
+  EXPECT_EQ(*boolean, Value::boolean(true));
+}
+
+TEST_F(KeyedUnarchiverTest, NumberTypesSurviveARoundTripAsTheArchivedFormKeepsThem) {
+  struct Case {
+    Value number;
+    CFNumberType decoded;
+  };
+  const std::vector<Case> cases{
+      {Value::real(2.5, CFNumberType::kCFNumberFloat32Type), CFNumberType::kCFNumberFloat32Type},
+      {Value::real(2.5, CFNumberType::kCFNumberFloatType), CFNumberType::kCFNumberFloat32Type},
+      {Value::real(2.5, CFNumberType::kCFNumberFloat64Type), CFNumberType::kCFNumberFloat64Type},
+      {Value::real(2.5, CFNumberType::kCFNumberDoubleType), CFNumberType::kCFNumberFloat64Type},
+      {Value::integer(-3, CFNumberType::kCFNumberSInt32Type), CFNumberType::kCFNumberSInt64Type},
+      {Value::integer(3, CFNumberType::kCFNumberSInt8Type), CFNumberType::kCFNumberSInt64Type},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(static_cast<int>(c.number.numberType()));
+    auto decoded = roundTrip(c.number);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->numberType(), c.decoded);
+    EXPECT_EQ(decoded->doubleValue(), c.number.doubleValue());
+  }
+}
+
+// decodeInt64 reads any number as Foundation's does: reals are truncated toward zero, booleans
+// are 0 or 1.
+TEST_F(KeyedUnarchiverTest, IntegerDecodingTakesRealsAndBooleans) {
+  KeyedArchiver archiver;
+  archiver.encodeDouble(2.9, "up");
+  archiver.encodeDouble(-2.9, "down");
+  archiver.encodeDouble(1e300, "huge");
+  archiver.encodeDouble(-1e300, "tiny");
+  archiver.encodeDouble(std::nan(""), "nan");
+  archiver.encodeBool(true, "yes");
+  archiver.encodeBool(false, "no");
+  archiver.encodeObject(nullptr, "root");
+  auto unarchiver = open(archiver.encodedData());
+  ASSERT_TRUE(unarchiver);
+  EXPECT_EQ(unarchiver->decodeInt64("up"), 2);
+  EXPECT_EQ(unarchiver->decodeInt64("down"), -2);
+  EXPECT_EQ(unarchiver->decodeInt64("huge"), INT64_MAX);
+  EXPECT_EQ(unarchiver->decodeInt64("tiny"), INT64_MIN);
+  EXPECT_EQ(unarchiver->decodeInt64("nan"), 0);
+  EXPECT_EQ(unarchiver->decodeInt64("yes"), 1);
+  EXPECT_EQ(unarchiver->decodeInt64("no"), 0);
+  EXPECT_FALSE(unarchiver->error());
 }
 
 // Hostile and broken archives: each must fail with a message, never crash or hang.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -89,6 +90,49 @@ TEST(ValueTest, NumbersRememberHowTheyWereMade) {
   EXPECT_TRUE(Value::real(0.5).isFloatingNumber());
   EXPECT_TRUE(Value::real(0.5, CFNumberType::kCFNumberFloat32Type).isFloatingNumber());
   EXPECT_FALSE(Value::boolean(true).isFloatingNumber());
+}
+
+TEST(ValueTest, SinglePrecisionNumbersHoldAFloat) {
+  // A float number made from 0.1 holds 0.1f, as NSNumber's numberWithFloat: does; a double
+  // keeps every bit.
+  for (CFNumberType type : {CFNumberType::kCFNumberFloat32Type, CFNumberType::kCFNumberFloatType}) {
+    SCOPED_TRACE(static_cast<int>(type));
+    EXPECT_EQ(Value::real(0.1, type).doubleValue(), static_cast<double>(0.1f));
+    EXPECT_EQ(Value::real(0.1, type), Value::real(static_cast<double>(0.1f), type));
+    // Beyond the float range a value becomes infinite, as IEEE rounding makes it.
+    EXPECT_EQ(Value::real(1e300, type).doubleValue(), HUGE_VAL);
+    EXPECT_EQ(Value::real(-1e300, type).doubleValue(), -HUGE_VAL);
+    EXPECT_EQ(Value::real(static_cast<double>(FLT_MAX), type).doubleValue(),
+              static_cast<double>(FLT_MAX));
+    EXPECT_TRUE(std::isnan(Value::real(std::nan(""), type).doubleValue()));
+  }
+  EXPECT_EQ(Value::real(0.1, CFNumberType::kCFNumberFloat64Type).doubleValue(), 0.1);
+  EXPECT_EQ(Value::real(0.1).doubleValue(), 0.1);
+}
+
+TEST(ValueTest, CopiesAreIndependentOfEachOther) {
+  // Copies share their elements until one changes; the change is never seen by the other.
+  Value list = Value::array({Value::string("a")});
+  Value copy = list;
+  EXPECT_EQ(&copy.elements(), &list.elements());
+  copy.append(Value::string("b"));
+  EXPECT_EQ(list, Value::array({Value::string("a")}));
+  EXPECT_EQ(copy, Value::array({Value::string("a"), Value::string("b")}));
+
+  Value dictionary = Value::dictionary({{"k", Value::integer(1)}});
+  Value changed = dictionary;
+  changed.setObject("k", Value::integer(2));
+  changed.setObject("l", Value::integer(3));
+  EXPECT_EQ(*dictionary.objectForKey("k"), Value::integer(1));
+  EXPECT_EQ(dictionary.objectForKey("l"), nullptr);
+  EXPECT_EQ(*changed.objectForKey("k"), Value::integer(2));
+
+  // An empty collection is equal to another empty one however it was made.
+  Value grown = Value::array();
+  grown.append(Value::integer(1));
+  EXPECT_EQ(grown, Value::array({Value::integer(1)}));
+  EXPECT_EQ(Value::dictionary(), Value());
+  EXPECT_TRUE(Value::array().elements().empty());
 }
 
 TEST(ValueTest, IsFloatingType) {

@@ -5,6 +5,7 @@
 #include <plist/plist.h>
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -16,6 +17,7 @@
 #include "naming/token_array.h"
 #include "plist/keyed_archive.h"
 #include "plist/keyed_plist_reader.h"
+#include "plist/keyed_test_support.h"
 
 namespace premoov {
 namespace {
@@ -382,6 +384,53 @@ TEST(ArchiveDumpTest, StopsAfterLookingAtTooManyKeys) {
   EXPECT_EQ(dump->lines.size(), 1u + 5u);  // each Junk costs 200000 looks
   EXPECT_THAT(dump->problems,
               ElementsAre("the dump stops after looking at this many keys and elements: 1000000"));
+}
+
+TEST(ArchiveDumpTest, ReadsAClassEntrySharedByManyObjectsOnce) {
+  // 8,000 dates whose one class entry has 60,000 junk keys before "$classname": read again for
+  // every date, that is 5 * 10^8 key comparisons (13 s under the sanitizers); read once, 1 s.
+  constexpr size_t kDates = 8000;
+  keyed_test::RawPlist plist;
+  std::vector<uint64_t> objects{plist.string("$null")};
+  const uint32_t classUid = kDates + 2;
+  const uint64_t time = plist.real64(0);
+  const uint64_t toClass = plist.uid(classUid);
+  std::vector<uint64_t> toDates;
+  for (uint32_t i = 0; i < kDates; ++i) toDates.push_back(plist.uid(i + 2));
+  objects.push_back(plist.dictionary(std::vector<std::pair<std::string, uint64_t>>{
+      {"NS.objects", plist.array(toDates)}, {"$class", plist.uid(classUid + 1)}}));
+  for (size_t i = 0; i < kDates; ++i) {
+    objects.push_back(plist.dictionary(
+        std::vector<std::pair<std::string, uint64_t>>{{"NS.time", time}, {"$class", toClass}}));
+  }
+  std::vector<std::pair<std::string, uint64_t>> entry;
+  const uint64_t junk = plist.integer(0);
+  for (size_t i = 0; i < 60000; ++i) entry.emplace_back("k" + std::to_string(i), junk);
+  entry.emplace_back("$classname", plist.string("NSDate"));
+  objects.push_back(plist.dictionary(entry));
+  objects.push_back(plist.dictionary(
+      std::vector<std::pair<std::string, uint64_t>>{{"$classname", plist.string("NSArray")}}));
+  const auto data = plist.keyedArchive(objects, 1);
+
+  const auto start = std::chrono::steady_clock::now();
+  auto dump = dumpKeyedArchive(data);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  ASSERT_TRUE(dump) << dump.error();
+  EXPECT_THAT(dump->problems, IsEmpty());
+  ASSERT_EQ(dump->lines.size(), kDates + 1);
+  EXPECT_EQ(dump->lines[1], "  [0]: NSDate (object 2): NS.time 0.0 = 2001-01-01T00:00:00Z");
+  EXPECT_LT(seconds, 5.0) << seconds;
+}
+
+TEST(ArchiveDumpTest, RefusesAKeyHoldingANul) {
+  // libplist stops the process when it hands out such a key, as the dump walks every key.
+  keyed_test::RawPlist plist;
+  const uint64_t object = plist.dictionary(std::vector<std::pair<uint64_t, uint64_t>>{
+      {plist.raw({0x62, 0x00, 'a', 0x00, 0x00}), plist.string("v")}});
+  auto dump = dumpKeyedArchive(plist.keyedArchive({plist.string("$null"), object}, 1));
+  ASSERT_FALSE(dump);
+  EXPECT_THAT(dump.error(), ::testing::HasSubstr("a dictionary key holding a NUL character"));
 }
 
 TEST(ArchiveDumpTest, QuotesKeysAndClassNamesThatAreNoPlainText) {

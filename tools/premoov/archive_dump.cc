@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "plist/keyed_builtin_classes.h"
+#include "plist/keyed_plist_index.h"
 #include "plist/keyed_plist_node.h"
 #include "plist/keyed_plist_reader.h"
 #include "premoov/archive_dump_text.h"
@@ -325,22 +326,31 @@ class Dumper {
     auto [it, added] = infos_.try_emplace(uid);
     if (!added) return it->second;
     ObjectInfo& info = it->second;
-    plist_t node = objects_[uid];
-    auto reference = plistReference(plistDictItem(node, kClassKey));
-    if (reference && *reference < objects_.size()) {
-      info.className = plistString(plistDictItem(objects_[*reference], kClassNameKey));
-    }
-    info.time = plistDictItem(node, kTimeKey);
-    info.string = plistDictItem(node, kStringKey);
-    info.data = plistDictItem(node, kDataKey);
-    info.keys = plistDictItem(node, kKeysKey);
-    info.elements = plistDictItem(node, kObjectsKey);
+    // One pass over the object's keys, however many of them it has.
+    const PlistDictionaryIndex keys(objects_[uid]);
+    auto reference = plistReference(keys.find(kClassKey));
+    if (reference && *reference < objects_.size()) info.className = classNameOf(*reference);
+    info.time = keys.find(kTimeKey);
+    info.string = keys.find(kStringKey);
+    info.data = keys.find(kDataKey);
+    info.keys = keys.find(kKeysKey);
+    info.elements = keys.find(kObjectsKey);
     return info;
+  }
+
+  // The "$classname" of a class entry, read once however many objects name the entry.
+  const std::optional<std::string>& classNameOf(uint64_t reference) {
+    auto [it, added] = classNames_.try_emplace(reference);
+    if (added) {
+      it->second = plistString(PlistDictionaryIndex(objects_[reference]).find(kClassNameKey));
+    }
+    return it->second;
   }
 
   std::vector<plist_t> objects_;
   std::vector<uint64_t> path_;  // the objects being written out, outermost first
   std::map<uint64_t, ObjectInfo> infos_;
+  std::map<uint64_t, std::optional<std::string>> classNames_;
   std::vector<std::string> lines_;
   std::vector<std::string> problems_;
   size_t bytes_ = 0;

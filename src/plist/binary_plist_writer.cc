@@ -1,0 +1,267 @@
+#include "plist/binary_plist_writer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "base/byte_writer.h"
+#include "plist/utf8_text.h"
+#include "plist/value.h"
+
+namespace premoov {
+namespace {
+
+constexpr std::string_view kMagic = "bplist00";
+
+// Object kinds, the high four bits of an object's marker byte.
+enum Kind : uint8_t {
+  kFalse = 0x08,
+  kTrue = 0x09,
+  kInteger = 0x1,
+  kReal = 0x2,
+  kDate = 0x3,
+  kData = 0x4,
+  kAsciiString = 0x5,
+  kUtf16String = 0x6,
+  kUid = 0x8,
+  kArray = 0xA,
+  kDictionary = 0xD,
+};
+
+// The fewest bytes of 1, 2, 4 and 8 that hold `value`.
+uint8_t byteCount(uint64_t value) {
+  if (value <= 0xFF) return 1;
+  if (value <= 0xFFFF) return 2;
+  if (value <= 0xFFFFFFFF) return 4;
+  return 8;
+}
+
+void sizedUnsigned(ByteWriter& w, uint64_t value, uint8_t bytes) {
+  switch (bytes) {
+    case 1: w.u8(static_cast<uint8_t>(value)); break;
+    case 2: w.u16(static_cast<uint16_t>(value)); break;
+    case 4: w.u32(static_cast<uint32_t>(value)); break;
+    default: w.u64(value); break;
+  }
+}
+
+// An integer object: marker 0x1N, then 2^N bytes.
+void integerObject(ByteWriter& w, uint64_t value) {
+  const uint8_t bytes = byteCount(value);
+  w.u8(static_cast<uint8_t>(kInteger << 4 | std::countr_zero(bytes)));
+  sizedUnsigned(w, value, bytes);
+}
+
+// A marker with a count: in its low four bits below 15, else 0xF and an integer object after.
+void countedMarker(ByteWriter& w, Kind kind, uint64_t count) {
+  if (count < 15) {
+    w.u8(static_cast<uint8_t>(kind << 4 | count));
+    return;
+  }
+  w.u8(static_cast<uint8_t>(kind << 4 | 0x0F));
+  integerObject(w, count);
+}
+
+class Writer {
+ public:
+  explicit Writer(const std::unordered_set<plist_t>& singlePrecisionReals)
+      : singlePrecisionReals_(singlePrecisionReals) {}
+
+  std::vector<uint8_t> write(plist_t root) {
+    const uint64_t top = flatten(root);
+    const uint8_t referenceBytes = byteCount(objects_.size());
+    ByteWriter w;
+    w.text(kMagic);
+    std::vector<uint64_t> offsets;
+    offsets.reserve(objects_.size());
+    for (const Object& object : objects_) {
+      offsets.push_back(w.size());
+      w.bytes(object.bytes);
+      for (uint64_t reference : object.references) sizedUnsigned(w, reference, referenceBytes);
+    }
+    const uint64_t tableOffset = w.size();
+    const uint8_t offsetBytes = byteCount(tableOffset);
+    for (uint64_t offset : offsets) sizedUnsigned(w, offset, offsetBytes);
+    // Trailer: five unused bytes, the sort version, the two widths, then the object count, the
+    // top object and the offset table's position.
+    w.zeros(6);
+    w.u8(offsetBytes);
+    w.u8(referenceBytes);
+    w.u64(objects_.size());
+    w.u64(top);
+    w.u64(tableOffset);
+    return w.take();
+  }
+
+ private:
+  // An object as written: its marker and contents, then (for containers) its references.
+  struct Object {
+    std::vector<uint8_t> bytes;
+    std::vector<uint64_t> references;
+  };
+
+  // The index of the object that `node` is written as; its contents first.
+  uint64_t flatten(plist_t node) {
+    switch (plist_get_node_type(node)) {
+      case PLIST_ARRAY: return array(node);
+      case PLIST_DICT: return dictionary(node);
+      default: return scalar(encoded(node));
+    }
+  }
+
+  uint64_t array(plist_t node) {
+    const uint64_t index = reserve();
+    std::vector<uint64_t> references;
+    references.reserve(plist_array_get_size(node));
+    plist_array_iter iter = nullptr;
+    plist_array_new_iter(node, &iter);
+    for (; iter;) {
+      plist_t item = nullptr;
+      plist_array_next_item(node, iter, &item);
+      if (!item) break;
+      references.push_back(flatten(item));
+    }
+    std::free(iter);
+    ByteWriter marker;
+    countedMarker(marker, kArray, references.size());
+    objects_[index] = {marker.take(), std::move(references)};
+    return index;
+  }
+
+  uint64_t dictionary(plist_t node) {
+    const uint64_t index = reserve();
+    std::vector<uint64_t> keys;
+    std::vector<uint64_t> values;
+    plist_dict_iter iter = nullptr;
+    plist_dict_new_iter(node, &iter);
+    for (; iter;) {
+      char* key = nullptr;
+      plist_t value = nullptr;
+      plist_dict_next_item(node, iter, &key, &value);
+      if (!value) {
+        std::free(key);
+        break;
+      }
+      keys.push_back(scalar(text(key ? std::string_view(key) : std::string_view())));
+      std::free(key);
+      values.push_back(flatten(value));
+    }
+    std::free(iter);
+    ByteWriter marker;
+    countedMarker(marker, kDictionary, keys.size());
+    keys.insert(keys.end(), values.begin(), values.end());
+    objects_[index] = {marker.take(), std::move(keys)};
+    return index;
+  }
+
+  // A slot for a container, filled once its contents are written.
+  uint64_t reserve() {
+    objects_.emplace_back();
+    return objects_.size() - 1;
+  }
+
+  // Equal scalars are one object: CoreFoundation too keeps one copy of equal strings, numbers,
+  // dates and data.
+  uint64_t scalar(std::vector<uint8_t> bytes) {
+    std::string key(bytes.begin(), bytes.end());
+    auto [it, added] = scalars_.try_emplace(std::move(key), objects_.size());
+    if (added) objects_.push_back({std::move(bytes), {}});
+    return it->second;
+  }
+
+  static std::vector<uint8_t> text(std::string_view s) {
+    ByteWriter w;
+    const bool ascii =
+        std::all_of(s.begin(), s.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+    if (ascii) {
+      countedMarker(w, kAsciiString, s.size());
+      w.text(s);
+      return w.take();
+    }
+    const std::vector<uint16_t> units = utf16Units(s);
+    countedMarker(w, kUtf16String, units.size());
+    for (uint16_t unit : units) w.u16(unit);
+    return w.take();
+  }
+
+  std::vector<uint8_t> encoded(plist_t node) {
+    ByteWriter w;
+    switch (plist_get_node_type(node)) {
+      case PLIST_BOOLEAN: {
+        uint8_t b = 0;
+        plist_get_bool_val(node, &b);
+        w.u8(b ? kTrue : kFalse);
+        break;
+      }
+      case PLIST_UINT: {
+        uint64_t v = 0;
+        plist_get_uint_val(node, &v);
+        integerObject(w, v);
+        break;
+      }
+      case PLIST_REAL: {
+        double d = 0;
+        plist_get_real_val(node, &d);
+        if (singlePrecisionReals_.count(node) > 0) {
+          w.u8(static_cast<uint8_t>(kReal << 4 | 2));
+          w.u32(std::bit_cast<uint32_t>(roundedToFloat(d)));
+        } else {
+          w.u8(static_cast<uint8_t>(kReal << 4 | 3));
+          w.f64(d);
+        }
+        break;
+      }
+      case PLIST_DATE: {
+        int32_t seconds = 0;
+        int32_t microseconds = 0;
+        plist_get_date_val(node, &seconds, &microseconds);
+        w.u8(static_cast<uint8_t>(kDate << 4 | 3));
+        w.f64(seconds + microseconds / 1e6);
+        break;
+      }
+      case PLIST_DATA: {
+        uint64_t length = 0;
+        const char* bytes = plist_get_data_ptr(node, &length);
+        countedMarker(w, kData, bytes ? length : 0);
+        if (bytes) w.bytes(std::span(reinterpret_cast<const uint8_t*>(bytes), length));
+        break;
+      }
+      case PLIST_UID: {
+        uint64_t uid = 0;
+        plist_get_uid_val(node, &uid);
+        const uint8_t bytes = byteCount(uid);
+        w.u8(static_cast<uint8_t>(kUid << 4 | (bytes - 1)));
+        sizedUnsigned(w, uid, bytes);
+        break;
+      }
+      case PLIST_STRING:
+      case PLIST_KEY: {
+        uint64_t length = 0;
+        const char* s = plist_get_string_ptr(node, &length);
+        return text(s ? std::string_view(s, length) : std::string_view());
+      }
+      default:
+        // Nothing else occurs in a tree libplist builds; an empty string keeps the file whole.
+        return text({});
+    }
+    return w.take();
+  }
+
+  const std::unordered_set<plist_t>& singlePrecisionReals_;
+  std::vector<Object> objects_;
+  std::unordered_map<std::string, uint64_t> scalars_;
+};
+
+}  // namespace
+
+std::vector<uint8_t> binaryPropertyList(plist_t root,
+                                        const std::unordered_set<plist_t>& singlePrecisionReals) {
+  if (!root) return {};
+  return Writer(singlePrecisionReals).write(root);
+}
+
+}  // namespace premoov
