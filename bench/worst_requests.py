@@ -64,6 +64,10 @@ CASES = {
     # Groups that reference nothing, 2^31 of them.
     "empty-groups-2^31": request("apch", (1, 1), 0, audio_tracks=16, captions=False,
                                  global_timecode=True, audio_rate=1, frames=2**31),
+    # Groups of a timecode and a caption run only, one a second for 2^31 - 1 seconds: each adds
+    # to the header, so the layout goes on until the room is full.
+    "captions-1fps-2^31": request("2vuy", (1, 1), 0, audio_tracks=16, audio_rate=1,
+                                  frames=2**31 - 1),
     # Long-GOP at its highest rate with video (59.94, a 24 MiB room), for a day.
     "longgop-5994-24h": request("xd5c", (1001, 60000), 24 * HOUR, long_gop=True,
                                 frame_size=1_000_000),
