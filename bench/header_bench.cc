@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -83,36 +82,42 @@ class MedianKeeper : public benchmark::ConsoleReporter {
   std::map<std::string, Median> medians_;
 };
 
-// Peak resident memory of building one header in a child process, in bytes, and that of a
-// child that builds none: the difference is what the header costs.
+// Peak resident memory of building one header in a fresh process (this program run again, so
+// that nothing this run holds counts), in bytes, and that of one that builds none: the difference
+// is what the header costs.
 struct PeakMemory {
   long header = 0;
   long idle = 0;
 };
 
-long childPeakResident(const std::function<void()>& work) {
+constexpr const char* kPeakOfOption = "--peak-of";
+
+// Runs `self --peak-of CASE FRAMES` and answers its peak resident memory.
+long freshProcessPeakResident(const char* self, size_t caseIndex, int64_t frames) {
+  const std::string index = std::to_string(caseIndex);
+  const std::string count = std::to_string(frames);
   const pid_t child = fork();
   if (child < 0) return -1;
   if (child == 0) {
-    work();
-    _exit(0);
+    execl("/proc/self/exe", self, kPeakOfOption, index.c_str(), count.c_str(),
+          static_cast<char*>(nullptr));
+    _exit(127);
   }
   int status = 0;
   rusage usage{};
-  if (wait4(child, &status, 0, &usage) != child || !WIFEXITED(status)) return -1;
+  if (wait4(child, &status, 0, &usage) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    return -1;
+  }
   return usage.ru_maxrss * 1024;  // kilobytes on Linux
 }
 
-PeakMemory peakMemoryOf(const HeaderCase& headerCase, int64_t frames) {
-  PeakMemory peak;
-  peak.idle = childPeakResident([] {});
-  peak.header = childPeakResident([&] {
-    ZPRQuickTimeMovieCreator creator;
-    LastReplyClient client;
-    requestHeader(creator, client, headerCase, frames);
-    if (checkReply(client, headerCase)) _exit(1);
-  });
-  return peak;
+// The body of `--peak-of CASE FRAMES`: builds that header once (none for 0 frames).
+int buildOnce(const HeaderCase& headerCase, int64_t frames) {
+  if (frames == 0) return 0;
+  ZPRQuickTimeMovieCreator creator;
+  LastReplyClient client;
+  requestHeader(creator, client, headerCase, frames);
+  return checkReply(client, headerCase) ? 1 : 0;
 }
 
 }  // namespace
@@ -120,6 +125,11 @@ PeakMemory peakMemoryOf(const HeaderCase& headerCase, int64_t frames) {
 
 int main(int argc, char** argv) {
   using namespace premoov::bench;
+  static const HeaderCase cases[] = {proResCase(), longGopCase()};
+  if (argc == 4 && std::string(argv[1]) == kPeakOfOption) {
+    const size_t index = std::stoul(argv[2]);
+    return index < std::size(cases) ? buildOnce(cases[index], std::stoll(argv[3])) : 2;
+  }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
@@ -133,7 +143,6 @@ int main(int argc, char** argv) {
   }
 
   // The cases live as long as the run; the benchmarks keep references to them.
-  static const HeaderCase cases[] = {proResCase(), longGopCase()};
   struct Measured {
     std::string name;
     uint32_t room;
@@ -151,7 +160,8 @@ int main(int argc, char** argv) {
   }
   // Found once, before any timing: the longest recording whose header still fits its room, and
   // the peak memory of building it.
-  for (const HeaderCase& headerCase : cases) {
+  for (size_t index = 0; index < std::size(cases); ++index) {
+    const HeaderCase& headerCase = cases[index];
     const LongestFit fit = findLongestFit(headerCase);
     if (fit.error) {
       std::fprintf(stderr, "%s: searching the longest fit failed: %s\n", headerCase.name.c_str(),
@@ -164,7 +174,9 @@ int main(int argc, char** argv) {
         ->MinTime(0.3)
         ->Repetitions(kRepetitions)
         ->ReportAggregatesOnly(true);
-    measured.push_back({name, headerCase.headerRoom, peakMemoryOf(headerCase, fit.frames)});
+    measured.push_back({name, headerCase.headerRoom,
+                        PeakMemory{freshProcessPeakResident(argv[0], index, fit.frames),
+                                   freshProcessPeakResident(argv[0], index, 0)}});
   }
 
   MedianKeeper reporter;
