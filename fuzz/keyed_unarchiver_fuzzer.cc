@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/log.h"
+#include "canonical_value.h"
 #include "plist/keyed_archive.h"
 #include "plist/keyed_test_support.h"
 
@@ -28,56 +29,18 @@ void check(bool condition) {
   if (!condition) std::abort();
 }
 
-// A value as text, exactly (reals as hexadecimal floating point), our test items by their fields.
-// Bytes of two archives cannot be compared: libplist shares equal data objects of a binary
-// property list by their address, so the same tree is not always written the same way.
+// A value as text, exactly, our test items by their fields.
 std::string canonical(const Value& value) {
-  char number[64];
-  switch (value.kind()) {
-    case Value::Kind::Dictionary: {
-      std::string out = "{";
-      for (const auto& [key, element] : value.entries()) {
-        out += "\"" + key + "\":" + canonical(element) + ",";
-      }
-      return out + "}";
-    }
-    case Value::Kind::Array: {
-      std::string out = "[";
-      for (const Value& element : value.elements()) out += canonical(element) + ",";
-      return out + "]";
-    }
-    case Value::Kind::String: return "\"" + value.stringValue() + "\"";
-    case Value::Kind::Number:
-      if (value.isFloatingNumber()) {
-        std::snprintf(number, sizeof number, "r%a", value.doubleValue());
-      } else {
-        std::snprintf(number, sizeof number, "i%lld",
-                      static_cast<long long>(value.longLongValue()));
-      }
-      return number;
-    case Value::Kind::Boolean: return value.boolValue() ? "true" : "false";
-    case Value::Kind::Data: {
-      std::string out = "<";
-      for (uint8_t b : value.bytes()) {
-        std::snprintf(number, sizeof number, "%02x", b);
-        out += number;
-      }
-      return out + ">";
-    }
-    case Value::Kind::Date:
-      std::snprintf(number, sizeof number, "d%a", value.timeIntervalSinceReferenceDate());
-      return number;
-    case Value::Kind::Object: {
-      const auto* item = dynamic_cast<const TestItem*>(value.objectValue().get());
-      if (!item) return "object";
-      std::snprintf(number, sizeof number, "%lld,%d,%a", static_cast<long long>(item->count),
-                    item->enabled, item->ratio);
-      return "item(\"" + item->name + "\"," + number + "," +
-             (item->payload ? canonical(*item->payload) : "nil") + "," +
-             (item->child ? canonical(Value::object(item->child)) : "nil") + ")";
-    }
-  }
-  return "?";
+  return premoov::fuzzing::canonicalValue(value, [](const Value& object) -> std::string {
+    const auto* item = dynamic_cast<const TestItem*>(object.objectValue().get());
+    if (!item) return "object";
+    char fields[96];
+    std::snprintf(fields, sizeof fields, "%lld,%d,%a", static_cast<long long>(item->count),
+                  item->enabled, item->ratio);
+    return "item(\"" + item->name + "\"," + fields + "," +
+           (item->payload ? canonical(*item->payload) : "nil") + "," +
+           (item->child ? canonical(Value::object(item->child)) : "nil") + ")";
+  });
 }
 
 std::optional<Value> decodeSecurely(std::span<const uint8_t> data, bool& failed) {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "base/log.h"
+#include "canonical_value.h"
 #include "naming/metadata_item.h"
 #include "naming/naming_classes.h"
 #include "naming/token.h"
@@ -46,40 +47,9 @@ void check(bool condition) {
 
 std::string text(const std::optional<std::string>& s) { return s ? "\"" + *s + "\"" : "nil"; }
 
-// A value as text, exactly: numbers with their kind and bits, dates by their bits.
 std::string canonical(const Value& value) {
-  char buffer[96];
-  switch (value.kind()) {
-    case Value::Kind::Dictionary: {
-      std::string out = "{";
-      for (const auto& [key, element] : value.entries()) {
-        out += "\"" + key + "\":" + canonical(element) + ",";
-      }
-      return out + "}";
-    }
-    case Value::Kind::Array: {
-      std::string out = "[";
-      for (const Value& element : value.elements()) out += canonical(element) + ",";
-      return out + "]";
-    }
-    case Value::Kind::String: return "\"" + value.stringValue() + "\"";
-    case Value::Kind::Number:
-      std::snprintf(
-          buffer, sizeof buffer, "n%d:%lld:%llx", static_cast<int>(value.numberType()),
-          static_cast<long long>(value.isFloatingNumber() ? 0 : value.longLongValue()),
-          static_cast<unsigned long long>(
-              value.isFloatingNumber() ? std::bit_cast<uint64_t>(value.doubleValue()) : 0));
-      return buffer;
-    case Value::Kind::Boolean: return value.boolValue() ? "true" : "false";
-    case Value::Kind::Data: return "<" + std::to_string(value.bytes().size()) + " bytes>";
-    case Value::Kind::Date:
-      std::snprintf(buffer, sizeof buffer, "d%llx",
-                    static_cast<unsigned long long>(
-                        std::bit_cast<uint64_t>(value.timeIntervalSinceReferenceDate())));
-      return buffer;
-    case Value::Kind::Object: return "object " + value.objectValue()->className();
-  }
-  return "?";
+  return premoov::fuzzing::canonicalValue(
+      value, [](const Value& object) { return "object " + object.objectValue()->className(); });
 }
 
 std::string canonical(const std::optional<Value>& value) {

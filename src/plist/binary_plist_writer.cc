@@ -9,28 +9,12 @@
 #include <unordered_map>
 
 #include "base/byte_writer.h"
+#include "plist/binary_plist_format.h"
 #include "plist/utf8_text.h"
 #include "plist/value.h"
 
 namespace premoov {
 namespace {
-
-constexpr std::string_view kMagic = "bplist00";
-
-// Object kinds, the high four bits of an object's marker byte.
-enum Kind : uint8_t {
-  kFalse = 0x08,
-  kTrue = 0x09,
-  kInteger = 0x1,
-  kReal = 0x2,
-  kDate = 0x3,
-  kData = 0x4,
-  kAsciiString = 0x5,
-  kUtf16String = 0x6,
-  kUid = 0x8,
-  kArray = 0xA,
-  kDictionary = 0xD,
-};
 
 // The fewest bytes of 1, 2, 4 and 8 that hold `value`.
 uint8_t byteCount(uint64_t value) {
@@ -52,17 +36,17 @@ void sizedUnsigned(ByteWriter& w, uint64_t value, uint8_t bytes) {
 // An integer object: marker 0x1N, then 2^N bytes.
 void integerObject(ByteWriter& w, uint64_t value) {
   const uint8_t bytes = byteCount(value);
-  w.u8(static_cast<uint8_t>(kInteger << 4 | std::countr_zero(bytes)));
+  w.u8(markerByte(Marker::kInteger, static_cast<uint64_t>(std::countr_zero(bytes))));
   sizedUnsigned(w, value, bytes);
 }
 
 // A marker with a count: in its low four bits below 15, else 0xF and an integer object after.
-void countedMarker(ByteWriter& w, Kind kind, uint64_t count) {
+void countedMarker(ByteWriter& w, Marker kind, uint64_t count) {
   if (count < 15) {
-    w.u8(static_cast<uint8_t>(kind << 4 | count));
+    w.u8(markerByte(kind, count));
     return;
   }
-  w.u8(static_cast<uint8_t>(kind << 4 | 0x0F));
+  w.u8(markerByte(kind, 0x0F));
   integerObject(w, count);
 }
 
@@ -75,7 +59,7 @@ class Writer {
     const uint64_t top = flatten(root);
     const uint8_t referenceBytes = byteCount(objects_.size());
     ByteWriter w;
-    w.text(kMagic);
+    w.text(kBinaryPlistMagic);
     std::vector<uint64_t> offsets;
     offsets.reserve(objects_.size());
     for (const Object& object : objects_) {
@@ -127,7 +111,7 @@ class Writer {
     }
     std::free(iter);
     ByteWriter marker;
-    countedMarker(marker, kArray, references.size());
+    countedMarker(marker, Marker::kArray, references.size());
     objects_[index] = {marker.take(), std::move(references)};
     return index;
   }
@@ -152,7 +136,7 @@ class Writer {
     }
     std::free(iter);
     ByteWriter marker;
-    countedMarker(marker, kDictionary, keys.size());
+    countedMarker(marker, Marker::kDictionary, keys.size());
     keys.insert(keys.end(), values.begin(), values.end());
     objects_[index] = {marker.take(), std::move(keys)};
     return index;
@@ -178,12 +162,12 @@ class Writer {
     const bool ascii =
         std::all_of(s.begin(), s.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
     if (ascii) {
-      countedMarker(w, kAsciiString, s.size());
+      countedMarker(w, Marker::kAsciiString, s.size());
       w.text(s);
       return w.take();
     }
     const std::vector<uint16_t> units = utf16Units(s);
-    countedMarker(w, kUtf16String, units.size());
+    countedMarker(w, Marker::kUtf16String, units.size());
     for (uint16_t unit : units) w.u16(unit);
     return w.take();
   }
@@ -194,7 +178,7 @@ class Writer {
       case PLIST_BOOLEAN: {
         uint8_t b = 0;
         plist_get_bool_val(node, &b);
-        w.u8(b ? kTrue : kFalse);
+        w.u8(b ? kTrueMarker : kFalseMarker);
         break;
       }
       case PLIST_UINT: {
@@ -207,10 +191,10 @@ class Writer {
         double d = 0;
         plist_get_real_val(node, &d);
         if (singlePrecisionReals_.count(node) > 0) {
-          w.u8(static_cast<uint8_t>(kReal << 4 | 2));
+          w.u8(markerByte(Marker::kReal, 2));
           w.u32(std::bit_cast<uint32_t>(roundedToFloat(d)));
         } else {
-          w.u8(static_cast<uint8_t>(kReal << 4 | 3));
+          w.u8(markerByte(Marker::kReal, 3));
           w.f64(d);
         }
         break;
@@ -219,14 +203,14 @@ class Writer {
         int32_t seconds = 0;
         int32_t microseconds = 0;
         plist_get_date_val(node, &seconds, &microseconds);
-        w.u8(static_cast<uint8_t>(kDate << 4 | 3));
+        w.u8(markerByte(Marker::kDate, 3));
         w.f64(seconds + microseconds / 1e6);
         break;
       }
       case PLIST_DATA: {
         uint64_t length = 0;
         const char* bytes = plist_get_data_ptr(node, &length);
-        countedMarker(w, kData, bytes ? length : 0);
+        countedMarker(w, Marker::kData, bytes ? length : 0);
         if (bytes) w.bytes(std::span(reinterpret_cast<const uint8_t*>(bytes), length));
         break;
       }
@@ -234,7 +218,7 @@ class Writer {
         uint64_t uid = 0;
         plist_get_uid_val(node, &uid);
         const uint8_t bytes = byteCount(uid);
-        w.u8(static_cast<uint8_t>(kUid << 4 | (bytes - 1)));
+        w.u8(markerByte(Marker::kUid, bytes - 1u));
         sizedUnsigned(w, uid, bytes);
         break;
       }

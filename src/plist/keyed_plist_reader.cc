@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "base/byte_reader.h"
+#include "plist/binary_plist_format.h"
 #include "plist/keyed_archive_messages.h"
 #include "plist/keyed_builtin_classes.h"
 
@@ -17,28 +18,7 @@ namespace {
 
 namespace msg = keyed_messages;
 
-constexpr std::string_view kBinaryMagic = "bplist00";
 constexpr std::string_view kBinaryFamily = "bplist";
-// The trailer closes the file: 6 unused bytes, the width of an offset-table entry, the width of
-// an object reference, then the object count, the top object and the offset table's position
-// (8 bytes each, big-endian).
-constexpr size_t kTrailerSize = 32;
-
-// Object markers of a binary property list: the high four bits name the kind, the low four carry
-// a size or count (15: the count follows as an integer object).
-enum class Marker : uint8_t {
-  kSingleton = 0x0,  // null, false, true, fill
-  kInteger = 0x1,
-  kReal = 0x2,
-  kDate = 0x3,
-  kData = 0x4,
-  kAsciiString = 0x5,
-  kUtf16String = 0x6,
-  kUid = 0x8,
-  kArray = 0xA,
-  kSet = 0xC,
-  kDictionary = 0xD,
-};
 
 std::optional<uint64_t> readUnsigned(ByteReader& reader, size_t width) {
   auto bytes = reader.bytes(width);
@@ -57,11 +37,11 @@ class BinaryWalker {
 
   // Answers the problem, if any.
   std::optional<std::string> run() {
-    if (data_.size() < kBinaryMagic.size() + 2 + kTrailerSize ||
-        !std::equal(kBinaryMagic.begin(), kBinaryMagic.end(), data_.begin())) {
+    if (data_.size() < kBinaryPlistMagic.size() + 2 + kBinaryPlistTrailerSize ||
+        !std::equal(kBinaryPlistMagic.begin(), kBinaryPlistMagic.end(), data_.begin())) {
       return msg::binaryHeader();
     }
-    ByteReader trailer(data_.last(kTrailerSize));
+    ByteReader trailer(data_.last(kBinaryPlistTrailerSize));
     trailer.skip(6);
     offsetWidth_ = *trailer.u8();
     referenceWidth_ = *trailer.u8();
@@ -71,8 +51,8 @@ class BinaryWalker {
     if (offsetWidth_ < 1 || offsetWidth_ > 8 || referenceWidth_ < 1 || referenceWidth_ > 8) {
       return msg::binaryFieldWidths();
     }
-    const uint64_t tableEnd = data_.size() - kTrailerSize;
-    if (offsetTable_ <= kBinaryMagic.size() || offsetTable_ > tableEnd) {
+    const uint64_t tableEnd = data_.size() - kBinaryPlistTrailerSize;
+    if (offsetTable_ <= kBinaryPlistMagic.size() || offsetTable_ > tableEnd) {
       return msg::binaryOffsetTable();
     }
     if (objectCount_ == 0 || objectCount_ > (tableEnd - offsetTable_) / offsetWidth_) {
@@ -121,7 +101,7 @@ class BinaryWalker {
     m.bytes = kPlistNodeCost;
     ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
     const uint64_t offset = *readUnsigned(table, offsetWidth_);
-    if (offset < kBinaryMagic.size() || offset >= offsetTable_) {
+    if (offset < kBinaryPlistMagic.size() || offset >= offsetTable_) {
       return msg::binaryObjectOutside(index);
     }
     ByteReader object(data_.subspan(offset, offsetTable_ - offset));
@@ -196,7 +176,7 @@ class BinaryWalker {
     if (!added) return it->second;
     ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
     const uint64_t offset = *readUnsigned(table, offsetWidth_);
-    if (offset < kBinaryMagic.size() || offset >= offsetTable_) return false;
+    if (offset < kBinaryPlistMagic.size() || offset >= offsetTable_) return false;
     ByteReader object(data_.subspan(offset, offsetTable_ - offset));
     const uint8_t marker = *object.u8();
     const auto kind = static_cast<Marker>(marker >> 4);
@@ -242,9 +222,9 @@ class BinaryObjects {
   };
 
   explicit BinaryObjects(std::span<const uint8_t> data) : data_(data) {
-    if (data.size() < kBinaryMagic.size() + kTrailerSize) return;
-    if (!std::equal(kBinaryMagic.begin(), kBinaryMagic.end(), data.begin())) return;
-    ByteReader trailer(data.last(kTrailerSize));
+    if (data.size() < kBinaryPlistMagic.size() + kBinaryPlistTrailerSize) return;
+    if (!std::equal(kBinaryPlistMagic.begin(), kBinaryPlistMagic.end(), data.begin())) return;
+    ByteReader trailer(data.last(kBinaryPlistTrailerSize));
     trailer.skip(6);
     offsetWidth_ = *trailer.u8();
     referenceWidth_ = *trailer.u8();
@@ -252,8 +232,8 @@ class BinaryObjects {
     top_ = *trailer.u64();
     offsetTable_ = *trailer.u64();
     valid_ = offsetWidth_ >= 1 && offsetWidth_ <= 8 && referenceWidth_ >= 1 &&
-             referenceWidth_ <= 8 && offsetTable_ <= data.size() - kTrailerSize &&
-             objectCount_ <= (data.size() - kTrailerSize - offsetTable_) / offsetWidth_;
+             referenceWidth_ <= 8 && offsetTable_ <= data.size() - kBinaryPlistTrailerSize &&
+             objectCount_ <= (data.size() - kBinaryPlistTrailerSize - offsetTable_) / offsetWidth_;
   }
 
   uint64_t top() const { return top_; }
@@ -262,7 +242,8 @@ class BinaryObjects {
     if (!valid_ || index >= objectCount_) return std::nullopt;
     ByteReader table(data_.subspan(offsetTable_ + index * offsetWidth_, offsetWidth_));
     const auto offset = readUnsigned(table, offsetWidth_);
-    if (!offset || *offset < kBinaryMagic.size() || *offset >= offsetTable_) return std::nullopt;
+    if (!offset || *offset < kBinaryPlistMagic.size() || *offset >= offsetTable_)
+      return std::nullopt;
     Object out{Marker::kSingleton, 0, 0,
                ByteReader(data_.subspan(*offset, offsetTable_ - *offset))};
     const auto marker = out.contents.u8();
