@@ -71,16 +71,7 @@ class ArchiveInspection {
   // The archive again as a binary property list, with an integer stored inline under `key` of
   // the root object replaced by `value` (for archives our own archiver would not write).
   std::vector<uint8_t> withRootInteger(const std::string& key, uint64_t value) {
-    std::vector<uint8_t> result;
-    plist_t object = rootObject();
-    if (object == nullptr) return result;
-    plist_dict_set_item(object, key.c_str(), plist_new_uint(value));
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root_.get(), &bytes, &length);
-    if (bytes != nullptr) result.assign(bytes, bytes + length);
-    free(bytes);
-    return result;
+    return withRootValue(key, plist_new_uint(value));
   }
 
   // The archive again as a binary property list, with the value stored inline under `key` of
