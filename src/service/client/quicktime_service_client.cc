@@ -100,7 +100,7 @@ void QuickTimeServiceClient::receive() {
       ServiceInterface::interfaceWithProtocol(quickTimeServiceDelegateProtocol());
   std::string reason;
   for (;;) {
-    FrameRead frame = readFrame(socket_, kMaxReplyPayload);
+    FrameRead frame = readFrame(socket_, kMaxReplyPayload, /*reserveAnnounced=*/true);
     if (frame.status == FrameStatus::kEnd) {
       if (!finishedSending_) reason = "the service closed the connection";
       break;
@@ -121,7 +121,7 @@ void QuickTimeServiceClient::receive() {
     auto& message = std::get<ServiceMessage>(decoded);
     std::vector<Value>& a = message.arguments;
     if (message.selector == selector::kDidCreateHeader) {
-      delegate_.didCreateHeader(a[0].bytes(), a[1].boolValue(), a[2].intValue(),
+      delegate_.didCreateHeader(a[0].takeBytes(), a[1].boolValue(), a[2].intValue(),
                                 a[3].longLongValue());
     } else if (message.selector == selector::kFailedCreatingGrowingHeader) {
       delegate_.failedCreatingGrowingHeader(a[0].boolValue(), a[1].stringValue());

@@ -42,7 +42,7 @@ size_t receiveAll(int fd, uint8_t* into, size_t size, int* error) {
 
 }  // namespace
 
-FrameRead readFrame(int fd, uint32_t maxPayload) {
+FrameRead readFrame(int fd, uint32_t maxPayload, bool reserveAnnounced) {
   FrameRead read;
   uint8_t length[kFrameLengthBytes];
   read.received = receiveAll(fd, length, sizeof length, &read.error);
@@ -68,6 +68,7 @@ FrameRead readFrame(int fd, uint32_t maxPayload) {
     read.status = FrameStatus::kTooLarge;
     return read;
   }
+  if (reserveAnnounced) read.payload.reserve(read.announced);
   size_t have = 0;
   while (have < read.announced) {
     const size_t step = std::min<size_t>(read.announced - have, std::max(have, kReceiveStep));

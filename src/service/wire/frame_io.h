@@ -36,8 +36,10 @@ struct FrameRead {
 };
 
 // Reads one frame from a stream socket, blocking. The payload grows with the bytes that actually
-// arrive, so a frame announcing much and sending little costs little.
-FrameRead readFrame(int fd, uint32_t maxPayload);
+// arrive, so that a frame announcing much and sending little costs little; a reader that trusts
+// its peer (a client reading the service's replies) may reserve the announced length at once
+// instead, and save the copies of growing.
+FrameRead readFrame(int fd, uint32_t maxPayload, bool reserveAnnounced = false);
 
 // Sends one frame, blocking until all of it is written; nothing on success, otherwise why. Never
 // raises SIGPIPE.
