@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "header_request.h"
+#include "median_keeper.h"
 
 namespace premoov::bench {
 namespace {
@@ -52,35 +53,6 @@ void buildHeader(benchmark::State& state, const HeaderCase& headerCase, int64_t 
                             static_cast<double>(headerCase.frameDuration.value) /
                             headerCase.frameDuration.timescale / 3600.0;
 }
-
-// Prints as the console does and keeps each benchmark's median CPU and wall time per
-// iteration, so that every header is compared with the floor of its room from the same run.
-class MedianKeeper : public benchmark::ConsoleReporter {
- public:
-  struct Median {
-    double cpu = 0;
-    double wall = 0;
-  };
-
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-        const double n = static_cast<double>(run.iterations);
-        medians_[run.run_name.function_name] = {run.cpu_accumulated_time / n,
-                                                run.real_accumulated_time / n};
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  const Median* median(const std::string& name) const {
-    auto it = medians_.find(name);
-    return it == medians_.end() ? nullptr : &it->second;
-  }
-
- private:
-  std::map<std::string, Median> medians_;
-};
 
 // Peak resident memory of building one header in a fresh process (this program run again, so
 // that nothing this run holds counts), in bytes, and that of one that builds none: the difference

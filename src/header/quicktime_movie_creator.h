@@ -25,7 +25,7 @@ struct VideoDimensions {
 // Serves the header requests of one client connection: builds the complete movie header of a
 // file that is about to be recorded, with every sample of the planned duration referenced where
 // the recorder will write it, and replies through the connection.
-class ZPRQuickTimeMovieCreator {
+class ZPRQuickTimeMovieCreator final : public ZPRQuickTimeServiceProtocol {
  public:
   explicit ZPRQuickTimeMovieCreator(Toolbox& toolbox = defaultToolbox());
   ZPRQuickTimeMovieCreator(const ZPRQuickTimeMovieCreator&) = delete;
@@ -38,9 +38,9 @@ class ZPRQuickTimeMovieCreator {
   // Replies once, unless cancelled; returns after the reply.
   void writeQuickTimeHeaderAtPath(const std::string& path, bool newFile, uint32_t blockSize,
                                   const Value& uniqueID, const CMTime& duration,
-                                  const Value& settings);
+                                  const Value& settings) override;
   // cancel — from now on this creator sends no reply of any kind.
-  void cancel();
+  void cancel() override;
   bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
 
   // failWithError:

@@ -4,7 +4,23 @@
 #include <string>
 #include <vector>
 
+#include "media/cm_time.h"
+#include "plist/value.h"
+
 namespace premoov {
+
+// The requests a header service serves, one object per client connection.
+class ZPRQuickTimeServiceProtocol {
+ public:
+  virtual ~ZPRQuickTimeServiceProtocol() = default;
+
+  // writeQuickTimeHeaderAtPath:newFile:blockSize:uniqueID:duration:settings:
+  virtual void writeQuickTimeHeaderAtPath(const std::string& path, bool newFile, uint32_t blockSize,
+                                          const Value& uniqueID, const CMTime& duration,
+                                          const Value& settings) = 0;
+  // cancel
+  virtual void cancel() = 0;
+};
 
 // The replies of a header request, implemented by the client (the recorder) and called by the
 // service through its connection.

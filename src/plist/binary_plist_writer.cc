@@ -50,6 +50,17 @@ void countedMarker(ByteWriter& w, Marker kind, uint64_t count) {
   integerObject(w, count);
 }
 
+// Hashes an encoded scalar by its length and first bytes only, as CoreFoundation hashes data:
+// equal objects still meet (equality compares them whole), and a header-sized data object costs
+// no pass over its bytes.
+struct LeadingBytesHash {
+  size_t operator()(std::string_view bytes) const {
+    constexpr size_t kLeading = 80;
+    return std::hash<std::string_view>{}(bytes.substr(0, kLeading)) ^
+           (bytes.size() * 0x9E3779B97F4A7C15u);
+  }
+};
+
 class Writer {
  public:
   explicit Writer(const std::unordered_set<plist_t>& singlePrecisionReals)
@@ -58,13 +69,21 @@ class Writer {
   std::vector<uint8_t> write(plist_t root) {
     const uint64_t top = flatten(root);
     const uint8_t referenceBytes = byteCount(objects_.size());
+    size_t objectBytes = 0;
+    for (const Object& object : objects_) {
+      objectBytes +=
+          object.bytes.size() + object.contents.size() + object.references.size() * referenceBytes;
+    }
     ByteWriter w;
+    // Magic, objects, an offset table of at most 8 bytes an object, the 32-byte trailer.
+    w.reserve(kBinaryPlistMagic.size() + objectBytes + objects_.size() * 8 + 32);
     w.text(kBinaryPlistMagic);
     std::vector<uint64_t> offsets;
     offsets.reserve(objects_.size());
     for (const Object& object : objects_) {
       offsets.push_back(w.size());
       w.bytes(object.bytes);
+      w.bytes(object.contents);
       for (uint64_t reference : object.references) sizedUnsigned(w, reference, referenceBytes);
     }
     const uint64_t tableOffset = w.size();
@@ -85,6 +104,8 @@ class Writer {
   // An object as written: its marker and contents, then (for containers) its references.
   struct Object {
     std::vector<uint8_t> bytes;
+    // A data object's contents, left where the tree holds them until the file is assembled.
+    std::span<const uint8_t> contents;
     std::vector<uint64_t> references;
   };
 
@@ -93,6 +114,7 @@ class Writer {
     switch (plist_get_node_type(node)) {
       case PLIST_ARRAY: return array(node);
       case PLIST_DICT: return dictionary(node);
+      case PLIST_DATA: return data(node);
       default: return scalar(encoded(node));
     }
   }
@@ -112,7 +134,7 @@ class Writer {
     std::free(iter);
     ByteWriter marker;
     countedMarker(marker, Marker::kArray, references.size());
-    objects_[index] = {marker.take(), std::move(references)};
+    objects_[index] = {marker.take(), {}, std::move(references)};
     return index;
   }
 
@@ -138,8 +160,24 @@ class Writer {
     ByteWriter marker;
     countedMarker(marker, Marker::kDictionary, keys.size());
     keys.insert(keys.end(), values.begin(), values.end());
-    objects_[index] = {marker.take(), std::move(keys)};
+    objects_[index] = {marker.take(), {}, std::move(keys)};
     return index;
+  }
+
+  // Data objects are shared by their contents like the other scalars, and never copied before
+  // the file is assembled: a reply's header room travels as one.
+  uint64_t data(plist_t node) {
+    uint64_t length = 0;
+    const char* bytes = plist_get_data_ptr(node, &length);
+    const std::span<const uint8_t> contents(reinterpret_cast<const uint8_t*>(bytes),
+                                            bytes ? length : 0);
+    const std::string_view key(reinterpret_cast<const char*>(contents.data()), contents.size());
+    if (auto it = dataObjects_.find(key); it != dataObjects_.end()) return it->second;
+    ByteWriter marker;
+    countedMarker(marker, Marker::kData, contents.size());
+    objects_.push_back({marker.take(), contents, {}});
+    dataObjects_.emplace(key, objects_.size() - 1);
+    return objects_.size() - 1;
   }
 
   // A slot for a container, filled once its contents are written.
@@ -150,11 +188,16 @@ class Writer {
 
   // Equal scalars are one object: CoreFoundation too keeps one copy of equal strings, numbers,
   // dates and data.
+  // The key is a view of the object's own bytes, which stay where they are when objects_ grows:
+  // a header's worth of data is not copied to be looked up.
   uint64_t scalar(std::vector<uint8_t> bytes) {
-    std::string key(bytes.begin(), bytes.end());
-    auto [it, added] = scalars_.try_emplace(std::move(key), objects_.size());
-    if (added) objects_.push_back({std::move(bytes), {}});
-    return it->second;
+    const std::string_view key(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (auto it = scalars_.find(key); it != scalars_.end()) return it->second;
+    objects_.push_back({std::move(bytes), {}});
+    const std::vector<uint8_t>& stored = objects_.back().bytes;
+    scalars_.emplace(std::string_view(reinterpret_cast<const char*>(stored.data()), stored.size()),
+                     objects_.size() - 1);
+    return objects_.size() - 1;
   }
 
   static std::vector<uint8_t> text(std::string_view s) {
@@ -207,13 +250,6 @@ class Writer {
         w.f64(seconds + microseconds / 1e6);
         break;
       }
-      case PLIST_DATA: {
-        uint64_t length = 0;
-        const char* bytes = plist_get_data_ptr(node, &length);
-        countedMarker(w, Marker::kData, bytes ? length : 0);
-        if (bytes) w.bytes(std::span(reinterpret_cast<const uint8_t*>(bytes), length));
-        break;
-      }
       case PLIST_UID: {
         uint64_t uid = 0;
         plist_get_uid_val(node, &uid);
@@ -237,7 +273,8 @@ class Writer {
 
   const std::unordered_set<plist_t>& singlePrecisionReals_;
   std::vector<Object> objects_;
-  std::unordered_map<std::string, uint64_t> scalars_;
+  std::unordered_map<std::string_view, uint64_t, LeadingBytesHash> scalars_;
+  std::unordered_map<std::string_view, uint64_t, LeadingBytesHash> dataObjects_;
 };
 
 }  // namespace

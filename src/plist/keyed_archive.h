@@ -120,8 +120,19 @@ class KeyedUnarchiver {
   static void registerClass(const std::string& className, ClassFactory factory,
                             std::vector<std::string> superclasses = {"NSObject"});
 
+  // What one unarchiver reads and makes at most. The defaults suit anything a request carries;
+  // a client reading a header the size of a long-GOP header room raises them.
+  struct Limits {
+    size_t maxArchiveBytes = kMaxArchiveBytes;
+    size_t maxDecodedBytes = kMaxDecodedBytes;
+  };
+
   // Opens an archive (a binary or XML property list in the keyed archive layout).
-  static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data);
+  static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data) {
+    return fromData(data, Limits{});
+  }
+  static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data,
+                                                           const Limits& limits);
 
   // With secure coding, every object decoded must be of a class allowed for its key: objects
   // inside arrays and dictionaries included.

@@ -161,6 +161,7 @@ struct KeyedUnarchiver::State {
   std::unordered_map<uint64_t, Decoded> decoded;         // objects decoded, by reference
   std::array<const KnownClass*, 6> plainClasses{};       // of plain values, by BuiltinClass
   size_t decodedBytes = 0;
+  size_t maxDecodedBytes = kMaxDecodedBytes;
 };
 
 KeyedUnarchiver::KeyedUnarchiver() : state_(std::make_unique<State>()) {}
@@ -175,9 +176,10 @@ void KeyedUnarchiver::registerClass(const std::string& className, ClassFactory f
   registry().insert_or_assign(className, RegisteredClass{std::move(hierarchy), std::move(factory)});
 }
 
-Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<const uint8_t> data) {
-  if (data.size() > kMaxArchiveBytes) {
-    return unexpected(msg::tooLarge(data.size(), kMaxArchiveBytes));
+Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<const uint8_t> data,
+                                                                   const Limits& limits) {
+  if (data.size() > limits.maxArchiveBytes) {
+    return unexpected(msg::tooLarge(data.size(), limits.maxArchiveBytes));
   }
   auto plist = readPropertyList(data);
   if (!plist) return unexpected(plist.error());
@@ -198,6 +200,7 @@ Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<con
 
   std::unique_ptr<KeyedUnarchiver> unarchiver(new KeyedUnarchiver());
   State& state = *unarchiver->state_;
+  state.maxDecodedBytes = limits.maxDecodedBytes;
   state.archive = std::move(*plist);
   state.objects = std::move(*objects);
   state.realWidths = archivedRealWidths(data);
@@ -608,8 +611,9 @@ class KeyedUnarchiver::Decoder {
 
   bool charge(size_t bytes, const Site& site) {
     if (coder_.error_) return false;
-    if (bytes > kMaxDecodedBytes - state_.decodedBytes) {
-      fail(KeyedArchiveFailure::kTooMuch, msg::tooMuch(describe(site), kMaxDecodedBytes));
+    const size_t limit = state_.maxDecodedBytes;
+    if (bytes > limit || state_.decodedBytes > limit - bytes) {
+      fail(KeyedArchiveFailure::kTooMuch, msg::tooMuch(describe(site), limit));
       return false;
     }
     state_.decodedBytes += bytes;

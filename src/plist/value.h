@@ -86,6 +86,8 @@ class Value {
 
   const std::string& stringValue() const { return string_; }
   const std::vector<uint8_t>& bytes() const { return data_; }
+  // Moves the bytes of a data object out, leaving it empty: a header is handed on, not copied.
+  std::vector<uint8_t> takeBytes() { return std::move(data_); }
   double timeIntervalSinceReferenceDate() const { return real_; }
   const std::shared_ptr<const ValueObject>& objectValue() const { return object_; }
   CFNumberType numberType() const { return numberType_; }

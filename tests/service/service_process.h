@@ -1,0 +1,136 @@
+#pragma once
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace premoov::testing {
+
+// A private directory under the system's temporary directory, removed with everything in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "premoovd-test-XXXXXX").string();
+    path_ = ::mkdtemp(pattern.data()) ? pattern : "";
+  }
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// True when something accepts connections at `path`.
+inline bool socketAnswers(const std::string& path) {
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  const bool answered = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  ::close(fd);
+  return answered;
+}
+
+// A premoovd of its own, on a socket in a temporary directory; its log goes to a file the test
+// can read. Stopped with SIGTERM when the object goes.
+class ServiceProcess {
+ public:
+  explicit ServiceProcess(std::vector<std::string> extraArguments = {},
+                          std::optional<int> passedSocket = std::nullopt) {
+    socketPath_ = directory_.path() + "/premoov.sock";
+    logPath_ = directory_.path() + "/premoovd.log";
+    std::vector<std::string> arguments{PREMOOVD_PATH, "--socket", socketPath_, "--verbose"};
+    arguments.insert(arguments.end(), extraArguments.begin(), extraArguments.end());
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      const int log = ::open(logPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+      ::dup2(log, STDERR_FILENO);
+      if (passedSocket) {
+        // As the system passes a socket: descriptor 3, named by LISTEN_FDS and LISTEN_PID.
+        ::dup2(*passedSocket, 3);
+        ::setenv("LISTEN_FDS", "1", 1);
+        ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);
+      }
+      std::vector<char*> argv;
+      for (auto& argument : arguments) argv.push_back(argument.data());
+      argv.push_back(nullptr);
+      ::execv(argv[0], argv.data());
+      ::_exit(127);
+    }
+    if (!passedSocket) waitForSocket();
+  }
+  ~ServiceProcess() { stop(); }
+  ServiceProcess(const ServiceProcess&) = delete;
+  ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+  const std::string& socketPath() const { return socketPath_; }
+  pid_t pid() const { return pid_; }
+  bool ready() const { return ready_; }
+
+  // SIGTERM, then the exit status as waitpid reports it.
+  int stop() {
+    if (pid_ <= 0) return status_;
+    ::kill(pid_, SIGTERM);
+    ::waitpid(pid_, &status_, 0);
+    pid_ = -1;
+    return status_;
+  }
+  int signal(int number) { return ::kill(pid_, number); }
+
+  std::string log() const {
+    std::ifstream in(logPath_);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  // The service's open descriptors and threads, as /proc counts them.
+  size_t openDescriptors() const { return entries("/proc/" + std::to_string(pid_) + "/fd"); }
+  size_t threads() const { return entries("/proc/" + std::to_string(pid_) + "/task"); }
+
+ private:
+  void waitForSocket() {
+    for (int attempt = 0; attempt < 500 && !ready_; ++attempt) {
+      if (std::filesystem::exists(socketPath_) && socketAnswers(socketPath_)) {
+        ready_ = true;
+        break;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+  static size_t entries(const std::string& directory) {
+    std::error_code error;
+    size_t count = 0;
+    for (auto it = std::filesystem::directory_iterator(directory, error);
+         !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+      ++count;
+    }
+    return count;
+  }
+
+  TemporaryDirectory directory_;
+  std::string socketPath_;
+  std::string logPath_;
+  pid_t pid_ = -1;
+  int status_ = 0;
+  bool ready_ = false;
+};
+
+}  // namespace premoov::testing
