@@ -576,46 +576,30 @@ def _metadata_items(value, path):
     return [metadata_item(element, _element_path(path, i)) for i, element in enumerate(value)]
 
 
-def _four_character_code_setting(value, path):
-    return _four_character_code(value, path)
-
-
-def _number_setting(value, path):
-    return _settings_number(value, path)
-
-
-def _boolean_setting(value, path):
-    return _boolean(value, path)
-
-
-def _string_setting(value, path):
-    return _string(value, path)
-
-
 # The settings keys in the order the movie creator reads them, each with its conversion.
 SETTINGS_KEYS = (
-    ("videoCodec", _four_character_code_setting),
+    ("videoCodec", _four_character_code),
     ("videoFrameDuration", time_dictionary),
-    ("maxVideoFrameSize", _number_setting),
-    ("firstFrameOverhead", _number_setting),
-    ("isLongGOP", _boolean_setting),
-    ("numberOfFields", _number_setting),
-    ("fieldOrder", _number_setting),
-    ("horizontalSpacing", _number_setting),
-    ("verticalSpacing", _number_setting),
-    ("colorPrimaries", _number_setting),
-    ("transferFunction", _number_setting),
-    ("matrix", _number_setting),
-    ("numberOfAudioTracks", _number_setting),
-    ("timecodeIsDropFrame", _boolean_setting),
-    ("formatName", _string_setting),
-    ("reelName", _string_setting),
+    ("maxVideoFrameSize", _settings_number),
+    ("firstFrameOverhead", _settings_number),
+    ("isLongGOP", _boolean),
+    ("numberOfFields", _settings_number),
+    ("fieldOrder", _settings_number),
+    ("horizontalSpacing", _settings_number),
+    ("verticalSpacing", _settings_number),
+    ("colorPrimaries", _settings_number),
+    ("transferFunction", _settings_number),
+    ("matrix", _settings_number),
+    ("numberOfAudioTracks", _settings_number),
+    ("timecodeIsDropFrame", _boolean),
+    ("formatName", _string),
+    ("reelName", _string),
     ("asbds", lambda v, p: _data_array(v, p, stream_description_bytes)),
     ("layouts", lambda v, p: _data_array(v, p, channel_layout_bytes)),
-    ("globalTimecode", _boolean_setting),
-    ("addClosedCaptionTrack", _boolean_setting),
+    ("globalTimecode", _boolean),
+    ("addClosedCaptionTrack", _boolean),
     ("extensionAtoms", _extension_atoms),
-    ("software", _string_setting),
+    ("software", _string),
     ("metadataItems", _metadata_items),
     ("videoDimensions", _dimensions),
 )
@@ -928,7 +912,8 @@ class KeyedUnarchiver:
         fields = {"$classname": name}
         for key, value in obj.items():
             if key != "$class":
-                fields[key] = self.decode(value, depth) if isinstance(value, plistlib.UID) else value
+                is_reference = isinstance(value, plistlib.UID)
+                fields[key] = self.decode(value, depth) if is_reference else value
         return fields
 
 

@@ -52,8 +52,8 @@ def run_premoov(*arguments):
 
 
 def request_files():
-    patterns = ["examples/*.json", "tests/readers/requests/*.json", "tests/e2e/requests/*.json",
-                "tests/service/python/requests/*.json"]
+    patterns = ["examples/*.json", "examples/python/*.json", "tests/readers/requests/*.json",
+                "tests/e2e/requests/*.json", "tests/service/python/requests/*.json"]
     files = []
     for pattern in patterns:
         files += sorted(glob.glob(os.path.join(OPTIONS.source_dir, pattern)))
@@ -312,7 +312,7 @@ class TempDirTest(unittest.TestCase):
 class ArchivedRequestTest(TempDirTest):
     def test_every_request_file_reads_back_with_its_values(self):
         files = request_files()
-        self.assertGreaterEqual(len(files), 12)
+        self.assertGreaterEqual(len(files), 13)
         for request in files:
             with self.subTest(request=os.path.relpath(request, OPTIONS.source_dir)):
                 archive = self.path("request.archive")
@@ -364,6 +364,45 @@ class ArchivedRequestTest(TempDirTest):
                 self.assertEqual(plistlib.loads(ours), expected)
                 with open(theirs, "rb") as f:
                     self.assertEqual(real_widths(ours), real_widths(f.read()))
+
+
+class ProtocolDocumentTest(TempDirTest):
+    """docs/protocol.md shows the bytes the client's archiver writes, and the reply its header
+    example describes is the reply premoov makes for the example request."""
+
+    def setUp(self):
+        super().setUp()
+        sys.path.insert(0, os.path.dirname(client_path()))
+        import protocol_examples  # noqa: E402
+
+        self.examples = protocol_examples
+
+    def test_document_shows_every_example_as_printed(self):
+        with open(os.path.join(OPTIONS.source_dir, "docs", "protocol.md"), encoding="utf-8") as f:
+            shown = self.examples.document_examples(f.read())
+        printed = self.examples.examples()
+        self.assertEqual(sorted(shown), ["cancel", "failure", "header", "request"])
+        for name, lines in printed.items():
+            with self.subTest(example=name):
+                self.assertEqual(shown[name], lines)
+
+    def test_header_example_is_the_reply_to_the_request_example(self):
+        result = run_premoov("write", self.examples.EXAMPLE_REQUEST, "--header", self.path("h"))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        growing, frame_size, file_size = self.examples.EXAMPLE_REPLY
+        self.assertEqual(json.loads(result.stdout), {
+            "growing": growing, "frameSize": frame_size, "fileSize": file_size,
+            "headerRoom": self.examples.HEADER_ROOM})
+
+    def test_request_example_reads_back_in_premoov(self):
+        lines = self.examples.examples()["request"]
+        hex_rows = [l for l in lines if re.match(r"[0-9a-f]{8}: ", l)]
+        payload = bytes.fromhex("".join(l[10:49].replace(" ", "") for l in hex_rows))
+        archive = self.path("example.archive")
+        with open(archive, "wb") as f:
+            f.write(payload)
+        with open(self.examples.EXAMPLE_REQUEST, encoding="utf-8") as f:
+            self.assertEqual(dump_of(archive), expected_message(json.load(f)))
 
 
 class BadRequestTest(TempDirTest):
@@ -740,6 +779,32 @@ class ServiceTest(TempDirTest):
         self.assertEqual((ours.returncode, ours.stdout, ours.stderr),
                          (0, '{"cancelled":true}\n', ""))
         self.assertFalse(os.path.exists(self.path("h")))
+
+    def test_replies_hold_the_objects_the_document_shows(self):
+        sys.path.insert(0, os.path.dirname(client_path()))
+        import premoov_client  # noqa: E402
+        import protocol_examples  # noqa: E402
+
+        request = premoov_client.read_request_file(protocol_examples.EXAMPLE_REQUEST)
+        with open(protocol_examples.EXAMPLE_REQUEST, encoding="utf-8") as f:
+            document = json.load(f)
+        document["settings"] = {"videoCodec": "zzzz"}  # no frame size for it
+        refused = premoov_client.read_request_file(self.write_json("refused.json", document))
+        for asked, expected in [
+                (request, [premoov_client.DID_CREATE_HEADER, None,
+                           *protocol_examples.EXAMPLE_REPLY]),
+                (refused, [premoov_client.FAILED_CREATING_HEADER, True,
+                           "Could not get max frame size"])]:
+            with self.subTest(reply=expected[0]):
+                replies = premoov_client.exchange(
+                    self.socket_path, [premoov_client.request_payload(asked)], 300)
+                self.assertEqual(len(replies), 1)
+                selector, arguments = premoov_client.decode_message(replies[0])
+                if expected[1] is None:
+                    self.assertEqual(len(arguments[0]), protocol_examples.HEADER_ROOM)
+                    expected[1] = arguments[0]
+                ours = premoov_client.message_payload(expected[0], expected[1:])
+                self.assertEqual(plistlib.loads(replies[0]), plistlib.loads(ours))
 
     def test_service_survives_a_broken_frame(self):
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as s:
