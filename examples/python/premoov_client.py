@@ -9,10 +9,10 @@ It reads a request file (the JSON that `premoov write` reads, converted value by
 converts it), archives the request as the service reads it (a keyed archive in Foundation's
 NSKeyedArchiver layout, written as a binary property list), sends it in one frame and reads the
 replies until the service closes the connection. It prints what `premoov write` prints:
-{"growing":…,"frameSize":…,"fileSize":…,"headerRoom":…}, or {"error":"…","growing":…} with
-exit code 2 when the service refuses the request. Exit codes: 0 done, 1 bad input (request file,
-arguments, output files), 2 refused, 3 no usable answer from the service (cannot connect, broken
-frame or archive, no reply, more than one).
+{"growing":…,"frameSize":…,"fileSize":…,"headerRoom":…}, or {"error":"…","growing":…}
+with exit code 2 when the service refuses the request. Exit codes: 0 done, 1 bad input (request
+file, arguments, output files), 2 refused, 3 no usable answer from the service (cannot connect,
+broken frame or archive, no reply, more than one).
 
 docs/protocol.md describes the frames, the archive layout and the messages.
 """
@@ -996,12 +996,17 @@ def frame(payload):
 
 
 def _receive_exactly(sock, count):
-    """`count` bytes, or fewer when the service closes the connection first."""
+    """`count` bytes, or fewer when the service closes the connection first. A service that
+    closes with input of ours unread (after a message it refused) resets the connection instead
+    of ending it; everything it sent before is still read, and the reset counts as the end."""
     buffer = bytearray(count)
     view = memoryview(buffer)
     done = 0
     while done < count:
-        n = sock.recv_into(view[done:], count - done)
+        try:
+            n = sock.recv_into(view[done:], count - done)
+        except ConnectionResetError:
+            break
         if n == 0:
             break
         done += n
@@ -1035,8 +1040,11 @@ def exchange(socket_path, payloads, timeout=None):
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as sock:
             sock.settimeout(timeout)
             sock.connect(socket_path)
-            sock.sendall(frames)
-            sock.shutdown(socket.SHUT_WR)
+            try:
+                sock.sendall(frames)
+                sock.shutdown(socket.SHUT_WR)
+            except (BrokenPipeError, ConnectionResetError):
+                pass  # closed before reading all of it: its replies until then are still read
             return list(read_frames(sock))
     except socket.timeout:
         raise ServiceError("%s: no answer within %s s" % (socket_path, timeout)) from None

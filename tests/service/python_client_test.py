@@ -806,6 +806,64 @@ class ServiceTest(TempDirTest):
                 ours = premoov_client.message_payload(expected[0], expected[1:])
                 self.assertEqual(plistlib.loads(replies[0]), plistlib.loads(ours))
 
+    def test_xml_request_gets_the_header_of_the_binary_one(self):
+        sys.path.insert(0, os.path.dirname(client_path()))
+        import premoov_client  # noqa: E402
+
+        def xml_form(value):  # a UID is written as a dictionary of "CF$UID"
+            if isinstance(value, plistlib.UID):
+                return {"CF$UID": value.data}
+            if isinstance(value, dict):
+                return {k: xml_form(v) for k, v in value.items()}
+            if isinstance(value, list):
+                return [xml_form(v) for v in value]
+            return value
+
+        request = premoov_client.read_request_file(
+            os.path.join(OPTIONS.source_dir, "examples", "2vuy_2997_mid_group.json"))
+        binary = premoov_client.request_payload(request)
+        xml = plistlib.dumps(xml_form(plistlib.loads(binary)), fmt=plistlib.FMT_XML)
+        self.assertTrue(xml.startswith(b"<?xml"))
+        replies = [premoov_client.reply_of(premoov_client.exchange(self.socket_path, [p], 300)[0])
+                   for p in (binary, xml)]
+        self.assertTrue(replies[0].created)
+        self.assertEqual(len(replies[0].header), 4194304)
+        self.assertTrue(replies[0].header == replies[1].header)
+
+    def test_bad_messages_are_dropped_or_close_the_connection(self):
+        sys.path.insert(0, os.path.dirname(client_path()))
+        import premoov_client as pc  # noqa: E402
+
+        request = pc.read_request_file(
+            os.path.join(OPTIONS.source_dir, "examples", "v210_2997i_2ch_tc_cc.json"))
+        good = pc.request_payload(request)
+
+        def with_settings(extra):
+            arguments = request.arguments()
+            arguments[5] = dict(arguments[5], **extra)
+            return pc.message_payload(pc.WRITE_HEADER, arguments)
+
+        dropped = {
+            "a date in the settings": with_settings({"when": pc.Date(0)}),
+            "an item whose key is no string": with_settings(
+                {"metadataItems": [pc.MetadataItem(5, pc.MetadataItem.STRING, "x")]}),
+        }
+        closing = {
+            "an unknown selector": pc.message_payload("writeHeader:", [1]),
+            "five arguments": pc.message_payload(pc.WRITE_HEADER, request.arguments()[:5]),
+            "a path that is no string": pc.message_payload(
+                pc.WRITE_HEADER, [7] + request.arguments()[1:]),
+            "a block size beyond 32 bits": pc.message_payload(
+                pc.WRITE_HEADER, request.arguments()[:2] + [2**32] + request.arguments()[3:]),
+            "no keyed archive": plistlib.dumps({"selector": "cancel"}, fmt=plistlib.FMT_BINARY),
+        }
+        # The requests before and after get their replies, or only the one before.
+        for expected, cases in ((2, dropped), (1, closing)):
+            for name, payload in cases.items():
+                with self.subTest(case=name):
+                    replies = pc.exchange(self.socket_path, [good, payload, good], 300)
+                    self.assertEqual([pc.reply_of(r).created for r in replies], [True] * expected)
+
     def test_service_survives_a_broken_frame(self):
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as s:
             s.settimeout(60)
