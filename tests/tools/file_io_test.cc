@@ -1,4 +1,4 @@
-#include "premoov/file_io.h"
+#include "requests/file_io.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

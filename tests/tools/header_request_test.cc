@@ -1,4 +1,4 @@
-#include "premoov/header_request.h"
+#include "requests/header_request.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "premoov/request_file.h"
+#include "requests/request_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
