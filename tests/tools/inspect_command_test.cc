@@ -8,7 +8,7 @@
 #include "premoov/commands.h"
 #include "requests/file_io.h"
 #include "requests/header_request.h"
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {
