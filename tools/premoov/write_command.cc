@@ -1,9 +1,9 @@
 #include "premoov/command_output.h"
 #include "premoov/commands.h"
-#include "premoov/file_io.h"
-#include "premoov/header_request.h"
 #include "premoov/messages.h"
-#include "premoov/request_file.h"
+#include "requests/file_io.h"
+#include "requests/header_request.h"
+#include "requests/request_file.h"
 
 namespace premoov {
 
