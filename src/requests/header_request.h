@@ -22,7 +22,8 @@ struct HeaderReply {
   std::string error;            // the failure message when not created
 };
 
-// The caller's end of an in-process movie creator's connection: keeps every reply it is sent.
+// The caller's end of a movie creator's connection, in process or through the service: keeps
+// every reply it is sent.
 class HeaderReplies final : public ZPRServiceConnection, public ZPRQuickTimeServiceDelegate {
  public:
   ZPRQuickTimeServiceDelegate* remoteObjectProxy() override { return this; }
@@ -33,6 +34,8 @@ class HeaderReplies final : public ZPRServiceConnection, public ZPRQuickTimeServ
   // The reply, or why there is none: a request is answered exactly once, so a header that was
   // never sent is never reported.
   Result<HeaderReply> onlyReply() &&;
+  // Every reply, in the order sent.
+  std::vector<HeaderReply> allReplies() && { return std::move(replies_); }
 
  private:
   std::vector<HeaderReply> replies_;

@@ -61,4 +61,9 @@ inline constexpr std::string_view kDumpTooMuchWork =
 inline constexpr std::string_view kWriteNeedsOutput =
     "premoov write: give --header OUT, --file OUT.mov or both";
 
+// `premoov request`.
+inline constexpr std::string_view kRepliesCancelled =
+    "the service replied although the connection was cancelled: ";            // then the count
+inline constexpr std::string_view kRepliesMissing = "the service answered ";  // n of m requests
+
 }  // namespace premoov
