@@ -1,5 +1,6 @@
 #include "base/log.h"
 
+#include <cerrno>  // program_invocation_short_name
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -45,7 +46,8 @@ void logLine(const std::string& line) {
   if (currentSink()) {
     currentSink()(line);
   } else {
-    std::fprintf(stderr, "premoov: %s\n", line.c_str());
+    // Named by the program that logs (premoov, premoovd), as the system log names its senders.
+    std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, line.c_str());
   }
 }
 

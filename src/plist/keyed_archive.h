@@ -120,19 +120,25 @@ class KeyedUnarchiver {
   static void registerClass(const std::string& className, ClassFactory factory,
                             std::vector<std::string> superclasses = {"NSObject"});
 
-  // What one unarchiver reads and makes at most. The defaults suit anything a request carries;
-  // a client reading a header the size of a long-GOP header room raises them.
-  struct Limits {
+  struct Options {
+    // What one unarchiver reads and makes at most. The defaults suit anything a request
+    // carries; a client reading a header the size of a long-GOP header room raises them.
     size_t maxArchiveBytes = kMaxArchiveBytes;
     size_t maxDecodedBytes = kMaxDecodedBytes;
+    // Reals as the sender's numbers were made: a 4-byte real a kCFNumberFloatType number and an
+    // 8-byte one a kCFNumberDoubleType one (numberWithFloat:, numberWithDouble:), as a
+    // connection delivers an NSNumber. Off, they read as a property-list file makes them
+    // (kCFNumberFloat32Type, kCFNumberFloat64Type). The difference matters to metadata, which
+    // stores only float and double numbers as reals.
+    bool realsAsSent = false;
   };
 
   // Opens an archive (a binary or XML property list in the keyed archive layout).
   static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data) {
-    return fromData(data, Limits{});
+    return fromData(data, Options{});
   }
   static Result<std::unique_ptr<KeyedUnarchiver>> fromData(std::span<const uint8_t> data,
-                                                           const Limits& limits);
+                                                           const Options& options);
 
   // With secure coding, every object decoded must be of a class allowed for its key: objects
   // inside arrays and dictionaries included.

@@ -162,6 +162,7 @@ struct KeyedUnarchiver::State {
   std::array<const KnownClass*, 6> plainClasses{};       // of plain values, by BuiltinClass
   size_t decodedBytes = 0;
   size_t maxDecodedBytes = kMaxDecodedBytes;
+  bool realsAsSent = false;
 };
 
 KeyedUnarchiver::KeyedUnarchiver() : state_(std::make_unique<State>()) {}
@@ -177,9 +178,9 @@ void KeyedUnarchiver::registerClass(const std::string& className, ClassFactory f
 }
 
 Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<const uint8_t> data,
-                                                                   const Limits& limits) {
-  if (data.size() > limits.maxArchiveBytes) {
-    return unexpected(msg::tooLarge(data.size(), limits.maxArchiveBytes));
+                                                                   const Options& options) {
+  if (data.size() > options.maxArchiveBytes) {
+    return unexpected(msg::tooLarge(data.size(), options.maxArchiveBytes));
   }
   auto plist = readPropertyList(data);
   if (!plist) return unexpected(plist.error());
@@ -200,7 +201,8 @@ Result<std::unique_ptr<KeyedUnarchiver>> KeyedUnarchiver::fromData(std::span<con
 
   std::unique_ptr<KeyedUnarchiver> unarchiver(new KeyedUnarchiver());
   State& state = *unarchiver->state_;
-  state.maxDecodedBytes = limits.maxDecodedBytes;
+  state.maxDecodedBytes = options.maxDecodedBytes;
+  state.realsAsSent = options.realsAsSent;
   state.archive = std::move(*plist);
   state.objects = std::move(*objects);
   state.realWidths = archivedRealWidths(data);
@@ -373,6 +375,10 @@ class KeyedUnarchiver::Decoder {
       case PLIST_REAL: {
         double d = 0;
         plist_get_real_val(node, &d);
+        if (state_.realsAsSent) {
+          return Value::real(d, realWidth == 4 ? CFNumberType::kCFNumberFloatType
+                                               : CFNumberType::kCFNumberDoubleType);
+        }
         return Value::real(d, realWidth == 4 ? CFNumberType::kCFNumberFloat32Type
                                              : CFNumberType::kCFNumberFloat64Type);
       }

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "premoov/commands.h"
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {

@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include "premoov/commands.h"
-#include "premoov/file_io.h"
-#include "premoov/header_request.h"
-#include "tools/tool_test_files.h"
+#include "requests/file_io.h"
+#include "requests/header_request.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {

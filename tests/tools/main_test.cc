@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {

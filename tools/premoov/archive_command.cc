@@ -6,10 +6,11 @@
 #include "premoov/archive_dump.h"
 #include "premoov/command_output.h"
 #include "premoov/commands.h"
-#include "premoov/file_io.h"
 #include "premoov/messages.h"
-#include "premoov/metadata_items_json.h"
 #include "premoov/token_json.h"
+#include "requests/file_io.h"
+#include "requests/metadata_items_json.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 namespace {

@@ -19,6 +19,23 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
                            "Write a movie file: the header at offset 0, extended to the reply's "
                            "file size.");
 
+  RequestOptions request;
+  CLI::App* requestCommand = app.add_subcommand(
+      "request", "Write the header of a request as `write` does, through the header service.");
+  requestCommand->add_option("request", request.write.requestPath, "The request file (JSON).")
+      ->required();
+  requestCommand->add_option("--socket", request.socketPath,
+                             "The service's socket (default: its usual place in the session).");
+  requestCommand->add_option("--header", request.write.headerPath,
+                             "Write the header bytes to this file.");
+  requestCommand->add_option("--file", request.write.filePath,
+                             "Write a movie file: the header at offset 0, extended to the "
+                             "reply's file size.");
+  requestCommand->add_flag("--cancel-before", request.cancelBefore,
+                           "Send cancel first: the service then replies nothing.");
+  requestCommand->add_option("--repeat", request.repeat, "Send the request this many times.")
+      ->check(CLI::Range(1, 100000));
+
   std::string planRequest;
   CLI::App* planCommand =
       app.add_subcommand("plan", "Print the sample layout of a request: the write map.");
@@ -90,6 +107,7 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
     return code == 0 ? kExitSuccess : kExitBadInput;
   }
   if (writeCommand->parsed()) return runWriteCommand(write, out, err);
+  if (requestCommand->parsed()) return runRequestCommand(request, out, err);
   if (planCommand->parsed()) return runPlanCommand(planRequest, out, err);
   if (inspectCommand->parsed()) return runInspectCommand(inspectPath, out, err);
   if (tokenKindsCommand->parsed()) return runTokensKindsCommand(out, err);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "base/result.h"
-#include "premoov/header_request.h"
+#include "requests/header_request.h"
 
 namespace premoov {
 

@@ -5,12 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "base/result.h"
+#include "requests/header_request.h"
+
 namespace premoov {
 
 // Exit codes of the tool.
 inline constexpr int kExitSuccess = 0;
-inline constexpr int kExitBadInput = 1;  // unreadable or malformed input, bad arguments
-inline constexpr int kExitRefused = 2;   // the movie creator refused the request
+inline constexpr int kExitBadInput = 1;   // unreadable or malformed input, bad arguments
+inline constexpr int kExitRefused = 2;    // the movie creator refused the request
+inline constexpr int kExitNoService = 3;  // no service answered, or it ended the connection
 
 // Each command prints its JSON answer to `out` and problems with its input to `err`, and answers
 // its exit code. None throws for bad input.
@@ -24,6 +28,22 @@ struct WriteOptions {
 // movie file that holds them at offset 0 and is extended (sparse) to the reply's file size, the
 // file a recorder starts from. Prints {"growing", "frameSize", "fileSize", "headerRoom"}.
 int runWriteCommand(const WriteOptions& options, std::ostream& out, std::ostream& err);
+// What `write` does with a reply: prints the refusal, or writes the files and prints the answer.
+int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& options,
+                      std::ostream& out, std::ostream& err);
+
+struct RequestOptions {
+  WriteOptions write{};
+  std::string socketPath{};  // empty: the service's default socket
+  bool cancelBefore = false;
+  int repeat = 1;
+};
+// `premoov request REQUEST.json [--socket PATH] [--header OUT] [--file OUT.mov] [--cancel-before]
+// [--repeat N]`: `write`, through the header service. Each of the N requests, sent on one
+// connection, is answered as `write` answers (one line each; the files are written from each
+// header in turn). With --cancel-before, `cancel` goes first and no reply may come: prints
+// {"cancelled": true, "replies": 0}.
+int runRequestCommand(const RequestOptions& options, std::ostream& out, std::ostream& err);
 
 // `premoov plan REQUEST.json`: the recorder's write map, every sample reference in the order the
 // layout made it, with the header room, the media data start and end and the reply's sizes.

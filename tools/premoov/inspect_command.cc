@@ -5,10 +5,10 @@
 #include "movie/atom_tree.h"
 #include "premoov/command_output.h"
 #include "premoov/commands.h"
-#include "premoov/file_io.h"
 #include "premoov/messages.h"
 #include "premoov/metadata_summary.h"
 #include "premoov/track_summary.h"
+#include "requests/file_io.h"
 
 namespace premoov {
 

@@ -5,8 +5,8 @@
 #include "header/sample_layout_observer.h"
 #include "premoov/command_output.h"
 #include "premoov/commands.h"
-#include "premoov/header_request.h"
-#include "premoov/request_file.h"
+#include "requests/header_request.h"
+#include "requests/request_file.h"
 
 namespace premoov {
 

@@ -1,9 +1,9 @@
 #include "premoov/command_output.h"
 #include "premoov/commands.h"
-#include "premoov/file_io.h"
-#include "premoov/header_request.h"
 #include "premoov/messages.h"
-#include "premoov/request_file.h"
+#include "requests/file_io.h"
+#include "requests/header_request.h"
+#include "requests/request_file.h"
 
 namespace premoov {
 
@@ -17,7 +17,11 @@ int runWriteCommand(const WriteOptions& options, std::ostream& out, std::ostream
     err << request.error() << '\n';
     return kExitBadInput;
   }
-  auto reply = requestHeader(*request, nullptr);
+  return answerHeaderReply(requestHeader(*request, nullptr), options, out, err);
+}
+
+int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& options,
+                      std::ostream& out, std::ostream& err) {
   if (!printRefusalUnlessCreated(reply, out)) return kExitRefused;
 
   const int64_t headerRoom = static_cast<int64_t>(reply->header.size());

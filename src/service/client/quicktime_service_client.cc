@@ -16,8 +16,12 @@ namespace premoov {
 namespace {
 
 // A reply carries a whole header room; the archive around it adds little.
-constexpr KeyedUnarchiver::Limits kReplyLimits{kMaxReplyPayload,
-                                               size_t{kMaxReplyPayload} + (1 << 20)};
+KeyedUnarchiver::Options replyOptions() {
+  KeyedUnarchiver::Options options = messageOptions();
+  options.maxArchiveBytes = kMaxReplyPayload;
+  options.maxDecodedBytes = size_t{kMaxReplyPayload} + (size_t{1} << 20);
+  return options;
+}
 
 }  // namespace
 
@@ -112,7 +116,7 @@ void QuickTimeServiceClient::receive() {
       }
       break;
     }
-    auto decoded = unarchivedMessage(frame.payload, replies, kReplyLimits);
+    auto decoded = unarchivedMessage(frame.payload, replies, replyOptions());
     frame.payload = {};
     if (auto* error = std::get_if<MessageError>(&decoded)) {
       reason = "the service sent a reply that cannot be read: " + error->message;

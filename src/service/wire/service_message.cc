@@ -77,6 +77,12 @@ bool refusesMessageOnly(KeyedArchiveFailure failure) {
 
 }  // namespace
 
+KeyedUnarchiver::Options messageOptions() {
+  KeyedUnarchiver::Options options;
+  options.realsAsSent = true;
+  return options;
+}
+
 std::vector<uint8_t> archivedMessage(const ServiceMessage& message) {
   Value::Array arguments(message.arguments.begin(), message.arguments.end());
   Value root = Value::dictionary({{kSelectorKey, Value::string(message.selector)},
@@ -86,9 +92,9 @@ std::vector<uint8_t> archivedMessage(const ServiceMessage& message) {
 
 std::variant<ServiceMessage, MessageError> unarchivedMessage(
     std::span<const uint8_t> payload, const ServiceInterface& interface,
-    const KeyedUnarchiver::Limits& limits) {
+    const KeyedUnarchiver::Options& options) {
   registerNamingClasses();
-  auto unarchiver = KeyedUnarchiver::fromData(payload, limits);
+  auto unarchiver = KeyedUnarchiver::fromData(payload, options);
   if (!unarchiver) return malformed("not a keyed archive: " + unarchiver.error());
   (*unarchiver)->setRequiresSecureCoding(true);
   std::optional<Value> root =

@@ -22,6 +22,9 @@ struct ServiceMessage {
 // The payload of a message: its keyed archive as a binary property list.
 std::vector<uint8_t> archivedMessage(const ServiceMessage& message);
 
+// How messages are read: within the unarchiver's limits, numbers as the sender made them.
+KeyedUnarchiver::Options messageOptions();
+
 // Why a payload is no message of an interface.
 enum class MessageFault {
   // Not a message at all, an unknown selector, or arguments of the wrong kind or count: the
@@ -41,6 +44,6 @@ struct MessageError {
 // allows (declared with setClasses, or the plain classes), and every argument of its kind.
 std::variant<ServiceMessage, MessageError> unarchivedMessage(
     std::span<const uint8_t> payload, const ServiceInterface& interface,
-    const KeyedUnarchiver::Limits& limits = {});
+    const KeyedUnarchiver::Options& options = messageOptions());
 
 }  // namespace premoov

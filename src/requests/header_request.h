@@ -8,7 +8,7 @@
 #include "header/quicktime_service_delegate.h"
 #include "header/sample_layout_observer.h"
 #include "movie/toolbox.h"
-#include "premoov/request_file.h"
+#include "requests/request_file.h"
 
 namespace premoov {
 
@@ -22,7 +22,8 @@ struct HeaderReply {
   std::string error;            // the failure message when not created
 };
 
-// The tool's end of a movie creator's connection: keeps every reply it is sent.
+// The caller's end of a movie creator's connection, in process or through the service: keeps
+// every reply it is sent.
 class HeaderReplies final : public ZPRServiceConnection, public ZPRQuickTimeServiceDelegate {
  public:
   ZPRQuickTimeServiceDelegate* remoteObjectProxy() override { return this; }
@@ -30,15 +31,17 @@ class HeaderReplies final : public ZPRServiceConnection, public ZPRQuickTimeServ
                        int64_t fileSize) override;
   void failedCreatingGrowingHeader(bool growing, std::string error) override;
 
-  // The reply, or why there is none: a request is answered exactly once, and the tool never
-  // reports a header it did not get.
+  // The reply, or why there is none: a request is answered exactly once, so a header that was
+  // never sent is never reported.
   Result<HeaderReply> onlyReply() &&;
+  // Every reply, in the order sent.
+  std::vector<HeaderReply> allReplies() && { return std::move(replies_); }
 
  private:
   std::vector<HeaderReply> replies_;
 };
 
-// Runs `request` through a movie creator connected to the tool, with `observer` (may be null)
+// Runs `request` through a movie creator in this process, with `observer` (may be null)
 // watching the sample layout, and answers its only reply.
 Result<HeaderReply> requestHeader(const RequestFile& request, SampleLayoutObserver* observer,
                                   Toolbox& toolbox = defaultToolbox());

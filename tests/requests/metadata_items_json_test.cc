@@ -1,4 +1,4 @@
-#include "premoov/metadata_items_json.h"
+#include "requests/metadata_items_json.h"
 
 #include <gtest/gtest.h>
 

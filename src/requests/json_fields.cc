@@ -1,11 +1,11 @@
-#include "premoov/json_fields.h"
+#include "requests/json_fields.h"
 
 #include <cmath>
 #include <limits>
 #include <optional>
 
-#include "premoov/base64.h"
-#include "premoov/messages.h"
+#include "requests/base64.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 

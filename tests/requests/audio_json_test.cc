@@ -1,4 +1,4 @@
-#include "premoov/audio_json.h"
+#include "requests/audio_json.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "premoov/audio_json.h"
+#include "requests/audio_json.h"
 
 #include <cmath>
 #include <limits>
 
 #include "media/audio_types.h"
-#include "premoov/messages.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 

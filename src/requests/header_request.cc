@@ -1,7 +1,7 @@
-#include "premoov/header_request.h"
+#include "requests/header_request.h"
 
 #include "header/quicktime_movie_creator.h"
-#include "premoov/messages.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 

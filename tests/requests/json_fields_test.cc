@@ -1,4 +1,4 @@
-#include "premoov/json_fields.h"
+#include "requests/json_fields.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

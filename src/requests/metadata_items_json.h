@@ -4,7 +4,7 @@
 
 #include "base/result.h"
 #include "plist/value.h"
-#include "premoov/json_fields.h"
+#include "requests/json_fields.h"
 
 namespace premoov {
 

@@ -1,4 +1,4 @@
-#include "premoov/file_io.h"
+#include "requests/file_io.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "premoov/messages.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 

@@ -17,7 +17,7 @@ namespace premoov {
 class TempFile {
  public:
   explicit TempFile(std::string_view name)
-      : path_(::testing::TempDir() + "premoov-tools-" + std::to_string(::getpid()) + "-" +
+      : path_(::testing::TempDir() + "premoov-test-" + std::to_string(::getpid()) + "-" +
               std::string(name)) {
     std::remove(path_.c_str());
   }

@@ -1,12 +1,12 @@
-#include "premoov/settings_json.h"
+#include "requests/settings_json.h"
 
 #include <cstring>
 #include <limits>
 
 #include "header/header_settings.h"
-#include "premoov/audio_json.h"
-#include "premoov/messages.h"
-#include "premoov/metadata_items_json.h"
+#include "requests/audio_json.h"
+#include "requests/metadata_items_json.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 

@@ -1,11 +1,11 @@
-#include "premoov/request_file.h"
+#include "requests/request_file.h"
 
 #include <limits>
 
-#include "premoov/file_io.h"
-#include "premoov/json_fields.h"
-#include "premoov/messages.h"
-#include "premoov/settings_json.h"
+#include "requests/file_io.h"
+#include "requests/json_fields.h"
+#include "requests/request_messages.h"
+#include "requests/settings_json.h"
 
 namespace premoov {
 

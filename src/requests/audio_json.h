@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "premoov/json_fields.h"
+#include "requests/json_fields.h"
 
 namespace premoov {
 

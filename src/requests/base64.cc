@@ -1,4 +1,4 @@
-#include "premoov/base64.h"
+#include "requests/base64.h"
 
 #include <array>
 

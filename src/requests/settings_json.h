@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "plist/value.h"
-#include "premoov/json_fields.h"
+#include "requests/json_fields.h"
 
 namespace premoov {
 

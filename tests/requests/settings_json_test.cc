@@ -1,4 +1,4 @@
-#include "premoov/settings_json.h"
+#include "requests/settings_json.h"
 
 #include <gtest/gtest.h>
 

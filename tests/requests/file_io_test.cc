@@ -1,4 +1,4 @@
-#include "premoov/file_io.h"
+#include "requests/file_io.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {

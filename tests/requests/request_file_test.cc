@@ -1,4 +1,4 @@
-#include "premoov/request_file.h"
+#include "requests/request_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include "base/four_char_code.h"
 #include "media/audio_types.h"
 #include "support/recording_client.h"
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {

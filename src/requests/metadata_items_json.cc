@@ -1,4 +1,4 @@
-#include "premoov/metadata_items_json.h"
+#include "requests/metadata_items_json.h"
 
 #include <array>
 #include <cctype>
@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "naming/metadata_item.h"
-#include "premoov/messages.h"
+#include "requests/request_messages.h"
 
 namespace premoov {
 namespace {

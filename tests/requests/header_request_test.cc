@@ -1,4 +1,4 @@
-#include "premoov/header_request.h"
+#include "requests/header_request.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include "base/byte_reader.h"
 #include "header/quicktime_movie_creator.h"
 #include "movie/fault_injecting_toolbox.h"
-#include "tools/tool_test_files.h"
+#include "support/test_files.h"
 
 namespace premoov {
 namespace {
