@@ -694,15 +694,14 @@ class StandInServiceTest(TempDirTest):
 
 def as_received(document):
     """The request whose in-process header equals the service's header for `document`. A real in
-    a metadata item arrives as a 4- or 8-byte real, a number of type float32 or float64, whatever
-    its type was before archiving; the metadata stores those as integers where "float" and
-    "double" numbers are stored as reals."""
+    a metadata item arrives as a 4- or 8-byte real, which a connection delivers as a float or a
+    double number whatever its type was before archiving: "float32" and "float64" numbers, which
+    the metadata stores as integers, arrive as "float" and "double" ones, stored as reals."""
     received = json.loads(json.dumps(document))
     for item in received["settings"].get("metadataItems", []):
-        if "number" not in item:
-            continue
-        kind = item.get("numberType", "int64" if isinstance(item["number"], int) else "double")
-        item["numberType"] = {"double": "float64", "float": "float32"}.get(kind, kind)
+        kind = item.get("numberType")
+        if kind in ("float32", "float64"):
+            item["numberType"] = {"float32": "float", "float64": "double"}[kind]
     return received
 
 
@@ -750,6 +749,19 @@ class ServiceTest(TempDirTest):
                     with open(self.path("theirs.hdr"), "rb") as a, \
                             open(self.path("ours.hdr"), "rb") as b:
                         self.assertTrue(a.read() == b.read(), "headers differ")
+
+    def test_every_header_is_the_header_premoov_request_gets(self):
+        for request in request_files():
+            with self.subTest(request=os.path.relpath(request, OPTIONS.source_dir)):
+                theirs = run_premoov("request", request, "--socket", self.socket_path,
+                                     "--header", self.path("theirs.hdr"))
+                ours = self.ask(request, "--header", self.path("ours.hdr"))
+                self.assertEqual((ours.returncode, ours.stdout, ours.stderr),
+                                 (theirs.returncode, theirs.stdout, ""))
+                self.assertEqual(theirs.returncode, 0, theirs.stderr)
+                with open(self.path("theirs.hdr"), "rb") as a, \
+                        open(self.path("ours.hdr"), "rb") as b:
+                    self.assertTrue(a.read() == b.read(), "headers differ")
 
     def test_movie_file_is_the_file_premoov_writes(self):
         request = os.path.join(OPTIONS.source_dir, "examples", "2vuy_2997_mid_group.json")
