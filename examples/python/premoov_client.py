@@ -19,6 +19,7 @@ docs/protocol.md describes the frames, the archive layout and the messages.
 
 import argparse
 import base64
+import dataclasses
 import io
 import json
 import math
@@ -126,20 +127,19 @@ class Date:
         return "Date(%r)" % self.seconds
 
 
+@dataclasses.dataclass(eq=False)  # an item is itself, as an object is: shared by identity
 class MetadataItem:
     """A ZPRMetadataItem: a key and one typed value. value_type 0 string, 1 number, 2 date,
     3 token list (its per-element texts, and optionally the list's own text)."""
 
     STRING, NUMBER, DATE, TOKENS = 0, 1, 2, 3
 
-    def __init__(self, key, value_type, string_value=None, number_value=None, date_value=None,
-                 token_values=None):
-        self.key = key
-        self.value_type = value_type
-        self.string_value = string_value
-        self.number_value = number_value
-        self.date_value = date_value
-        self.token_values = token_values
+    key: object
+    value_type: object
+    string_value: object = None
+    number_value: object = None
+    date_value: object = None
+    token_values: object = None
 
     def archived_fields(self):
         """The keys the item encodes, in its order: key, valueType, then its value's keys."""
@@ -160,16 +160,16 @@ class _Integer(int):
     """An integer the coder writes in place (encodeInteger:forKey:), not as a referenced object."""
 
 
+@dataclasses.dataclass
 class Request:
     """The arguments of writeQuickTimeHeaderAtPath:newFile:blockSize:uniqueID:duration:settings:."""
 
-    def __init__(self, path, new_file, block_size, unique_id, duration, settings):
-        self.path = path
-        self.new_file = new_file
-        self.block_size = block_size
-        self.unique_id = unique_id
-        self.duration = duration  # the time dictionary
-        self.settings = settings
+    path: str
+    new_file: bool
+    block_size: int
+    unique_id: object
+    duration: dict  # the time dictionary
+    settings: dict
 
     def arguments(self):
         return [self.path, self.new_file, self.block_size, self.unique_id, self.duration,
@@ -452,24 +452,14 @@ def seconds_since_reference_date(text):
     """Seconds since 2001-01-01 00:00:00 UTC of "2024-03-05T14:07:09.25+01:00" (or "...Z"),
     computed with the same double arithmetic as premoov; None for any other text."""
     s = _Scanner(text)
-    year = s.digits(4)
-    if year is None or not s.take("-"):
-        return None
-    month = s.digits(2)
-    if month is None or not s.take("-"):
-        return None
-    day = s.digits(2)
-    if day is None or not (s.take("T") or s.take(" ")):
-        return None
-    hour = s.digits(2)
-    if hour is None or not s.take(":"):
-        return None
-    minute = s.digits(2)
-    if minute is None or not s.take(":"):
-        return None
-    second = s.digits(2)
-    if second is None:
-        return None
+    fields = []
+    # Each field's digits, then one of the separators that may follow it.
+    for width, separators in ((4, "-"), (2, "-"), (2, "T "), (2, ":"), (2, ":"), (2, "")):
+        field = s.digits(width)
+        if field is None or (separators and not any(s.take(c) for c in separators)):
+            return None
+        fields.append(field)
+    year, month, day, hour, minute, second = fields
     fraction = 0.0
     if s.take("."):
         scale = 0.1
@@ -933,14 +923,16 @@ def decode_message(payload):
 # ---------------------------------------------------------------------------------------------
 
 
+@dataclasses.dataclass
 class Reply:
-    def __init__(self, created, growing, header=b"", frame_size=0, file_size=0, error=""):
-        self.created = created
-        self.growing = growing
-        self.header = header
-        self.frame_size = frame_size
-        self.file_size = file_size
-        self.error = error
+    """didCreateHeader (created) or failedCreatingGrowingHeader (not created, with its error)."""
+
+    created: bool
+    growing: bool
+    header: bytes = b""
+    frame_size: int = 0
+    file_size: int = 0
+    error: str = ""
 
 
 def _reply_boolean(value):

@@ -366,6 +366,39 @@ class ArchivedRequestTest(TempDirTest):
                     self.assertEqual(real_widths(ours), real_widths(f.read()))
 
 
+class DateTextTest(TempDirTest):
+    """Dates of metadata items: the client takes the texts premoov takes, as the same seconds."""
+
+    TEXTS = ["2024-03-05T14:07:09Z", "2024-03-05 14:07:09+01:00", "2024-03-05T14:07:09-0530",
+             "2024-03-05T14:07:09.123456789Z", "2016-12-31T23:59:60Z", "2024-02-29T00:00:00Z",
+             "0001-01-01T00:00:00Z", "9999-12-31T23:59:59+23:59", "2023-02-29T00:00:00Z",
+             "2024-03-05T24:00:00Z", "2024-03-05T14:60:00Z", "2024-03-05T14:07:09.Z",
+             "2024-03-05T14:07:09+01:60", "2024-03-05T14:07:09+24:00", "2024-3-05T14:07:09Z",
+             "2024-03-05T14:07:09", "2024-03-05T14:07:09Zjunk", "2024-03-05t14:07:09Z",
+             "\u0662\u0660\u0662\u0664-03-05T14:07:09Z", ""]
+
+    def test_date_texts_read_as_premoov_reads_them(self):
+        sys.path.insert(0, os.path.dirname(client_path()))
+        import premoov_client  # noqa: E402
+
+        for text in self.TEXTS:
+            with self.subTest(date=text):
+                theirs = self.path("item.archive")
+                result = run_premoov("archive", "item", "--key", "k", "--date", text,
+                                     "--out", theirs)
+                try:
+                    item = premoov_client.metadata_item({"key": "k", "date": text}, "item")
+                except premoov_client.BadInput:
+                    item = None
+                if result.returncode != 0:
+                    self.assertIsNone(item)
+                    continue
+                self.assertIsNotNone(item)
+                with open(theirs, "rb") as f:
+                    self.assertEqual(plistlib.loads(premoov_client.archived_data(item)),
+                                     plistlib.loads(f.read()))
+
+
 class ProtocolDocumentTest(TempDirTest):
     """docs/protocol.md shows the bytes the client's archiver writes, and the reply its header
     example describes is the reply premoov makes for the example request."""
