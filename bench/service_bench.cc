@@ -19,6 +19,7 @@
 #include "service/client/quicktime_service_client.h"
 #include "service/quicktime_service_listener_delegate.h"
 #include "service/service_listener.h"
+#include "service/service_process.h"
 
 namespace premoov::bench {
 namespace {
@@ -38,10 +39,7 @@ const HeaderCase& proRes() {
 class RunningService {
  public:
   RunningService() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "premoov-bench-XXXXXX").string();
-    directory_ = ::mkdtemp(pattern.data()) ? pattern : "/tmp";
-    socketPath_ = directory_ + "/premoov.sock";
+    socketPath_ = directory_.path() + "/premoov.sock";
     auto listener = ServiceListener::listenerOnPath(socketPath_, ServiceOptions{});
     if (!listener) {
       std::fprintf(stderr, "cannot start the service: %s\n", listener.error().c_str());
@@ -55,12 +53,11 @@ class RunningService {
     listener_->stop();
     loop_.join();
     listener_.reset();
-    std::filesystem::remove_all(directory_);
   }
   const std::string& socketPath() const { return socketPath_; }
 
  private:
-  std::string directory_;
+  testing::TemporaryDirectory directory_;
   std::string socketPath_;
   QuickTimeServiceDelegate delegate_;
   std::unique_ptr<ServiceListener> listener_;
