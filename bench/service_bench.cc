@@ -19,7 +19,7 @@
 #include "service/client/quicktime_service_client.h"
 #include "service/quicktime_service_listener_delegate.h"
 #include "service/service_listener.h"
-#include "service/service_process.h"
+#include "support/temporary_directory.h"
 
 namespace premoov::bench {
 namespace {

@@ -17,25 +17,9 @@
 #include <thread>
 #include <vector>
 
+#include "support/temporary_directory.h"
+
 namespace premoov::testing {
-
-// A private directory under the system's temporary directory, removed with everything in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "premoovd-test-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data()) ? pattern : "";
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // True when something accepts connections at `path`.
 inline bool socketAnswers(const std::string& path) {
