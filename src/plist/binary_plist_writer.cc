@@ -151,7 +151,8 @@ class Writer {
   // Equal scalars are one object: CoreFoundation too keeps one copy of equal strings, numbers,
   // dates and data.
   uint64_t scalar(std::vector<uint8_t> bytes) {
-    std::string key(bytes.begin(), bytes.end());
+    // Copied whole, not byte by byte: a reply's header room is megabytes of data.
+    std::string key(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     auto [it, added] = scalars_.try_emplace(std::move(key), objects_.size());
     if (added) objects_.push_back({std::move(bytes), {}});
     return it->second;
