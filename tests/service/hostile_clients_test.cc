@@ -42,7 +42,7 @@ class HostileClientTest : public ::testing::Test {
     ASSERT_TRUE(service_->ready()) << service_->log();
     expectAnswered(*service_);  // the first connection's costs are paid before counting
     ASSERT_TRUE(logs(*service_, "closed by the client"));
-    baseline_ = resourcesOf(*service_);
+    baseline_ = settledResources(*service_);
   }
   void SetUp() override { start(); }
 

@@ -135,6 +135,20 @@ inline ServiceResources resourcesOf(const ServiceProcess& service) {
   return {service.openDescriptors(), service.threads()};
 }
 
+// What the service holds once it has stayed the same for a moment: a connection whose end is
+// logged may still be waiting for the loop to let go of it.
+inline ServiceResources settledResources(const ServiceProcess& service) {
+  ServiceResources last = resourcesOf(service);
+  for (int unchanged = 0, attempt = 0; unchanged < 10 && attempt < 500; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const ServiceResources now = resourcesOf(service);
+    unchanged =
+        now.descriptors == last.descriptors && now.threads == last.threads ? unchanged + 1 : 0;
+    last = now;
+  }
+  return last;
+}
+
 // Waits (at most `timeout`) until the service holds exactly what it held at `baseline`.
 inline ::testing::AssertionResult returnsTo(
     const ServiceProcess& service, ServiceResources baseline,
