@@ -1,4 +1,5 @@
-// Many clients at once against a real premoovd: 32 connections of 50 requests each, mixed
+// Many clients at once against a real premoovd: 32 connections of 50 requests each (8 under
+// ThreadSanitizer), mixed
 // configurations, some connections cancelled part way. Every request sent before a cancel gets
 // exactly its reply, in order, equal to what a creator in this process replies to it; nothing
 // answers a request after a cancel.
@@ -22,7 +23,13 @@ namespace premoov::testing {
 namespace {
 
 constexpr size_t kConnections = 32;
+#ifdef __SANITIZE_THREAD__
+// ThreadSanitizer needs the 32 connections at once, not the volume: each 4 MiB reply costs it
+// seconds, and the full run would take longer than every other test together.
+constexpr size_t kRequestsEach = 8;
+#else
 constexpr size_t kRequestsEach = 50;
+#endif
 constexpr uint32_t kSeed = 20'260'324;
 
 struct Configuration {
@@ -159,7 +166,7 @@ class CheckingRecorder : public ZPRQuickTimeServiceDelegate {
   std::vector<size_t> wrong_;
 };
 
-TEST(LoadTest, ThirtyTwoClientsOfFiftyMixedRequestsWithCancelsGetExactlyTheirReplies) {
+TEST(LoadTest, ThirtyTwoClientsOfMixedRequestsWithCancelsGetExactlyTheirReplies) {
   const std::vector<Configuration> all = configurations();
   std::vector<Expected> expected;
   for (const Configuration& c : all) {
