@@ -1,6 +1,5 @@
 // Many clients at once against a real premoovd: 32 connections of 50 requests each (8 under
-// ThreadSanitizer), mixed
-// configurations, some connections cancelled part way. Every request sent before a cancel gets
+// ThreadSanitizer), mixed configurations, some connections cancelled part way. Every request sent before a cancel gets
 // exactly its reply, in order, equal to what a creator in this process replies to it; nothing
 // answers a request after a cancel.
 
