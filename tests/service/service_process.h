@@ -1,6 +1,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -48,7 +49,11 @@ class ServiceProcess {
       ::dup2(log, STDERR_FILENO);
       if (passedSocket) {
         // As the system passes a socket: descriptor 3, named by LISTEN_FDS and LISTEN_PID.
-        ::dup2(*passedSocket, 3);
+        if (*passedSocket == 3) {
+          ::fcntl(3, F_SETFD, 0);  // dup2 onto itself would leave it closing on exec
+        } else {
+          ::dup2(*passedSocket, 3);
+        }
         ::setenv("LISTEN_FDS", "1", 1);
         ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);
       }
@@ -68,12 +73,21 @@ class ServiceProcess {
   pid_t pid() const { return pid_; }
   bool ready() const { return ready_; }
 
-  // SIGTERM, then the exit status as waitpid reports it.
+  // SIGTERM, then the exit status as waitpid reports it. A service that does not exit cleanly,
+  // or whose sanitizers reported anything, fails the test that ran it.
   int stop() {
     if (pid_ <= 0) return status_;
     ::kill(pid_, SIGTERM);
     ::waitpid(pid_, &status_, 0);
     pid_ = -1;
+    const std::string text = log();
+    for (const char* report :
+         {"ThreadSanitizer:", "AddressSanitizer", "LeakSanitizer", "runtime error:"}) {
+      EXPECT_EQ(text.find(report), std::string::npos) << "premoovd reported:\n" << text;
+    }
+    EXPECT_TRUE(WIFEXITED(status_) && WEXITSTATUS(status_) == 0)
+        << "premoovd ended with status " << status_ << "\n"
+        << text.substr(text.size() > 4000 ? text.size() - 4000 : 0);
     return status_;
   }
   int signal(int number) { return ::kill(pid_, number); }

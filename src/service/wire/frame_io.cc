@@ -104,6 +104,9 @@ std::optional<std::string> writeFrame(int fd, std::span<const uint8_t> payload) 
     const ssize_t n = ::sendmsg(fd, &message, MSG_NOSIGNAL);
     if (n < 0) {
       if (errno == EINTR) continue;
+      // A send time limit (SO_SNDTIMEO) passed with nothing taken.
+      if (errno == EAGAIN || errno == EWOULDBLOCK)
+        return "the peer stopped reading for longer than allowed";
       return "cannot send: " + std::generic_category().message(errno);
     }
     auto sent = static_cast<size_t>(n);

@@ -41,7 +41,8 @@ struct FrameRead {
 // instead, and save the copies of growing.
 FrameRead readFrame(int fd, uint32_t maxPayload, bool reserveAnnounced = false);
 
-// Sends one frame, blocking until all of it is written; nothing on success, otherwise why. Never
+// Sends one frame, blocking until all of it is written (or the socket's send time limit passes with
+// nothing taken); nothing on success, otherwise why. Never
 // raises SIGPIPE.
 std::optional<std::string> writeFrame(int fd, std::span<const uint8_t> payload);
 
