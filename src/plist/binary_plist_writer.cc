@@ -193,7 +193,7 @@ class Writer {
   uint64_t scalar(std::vector<uint8_t> bytes) {
     const std::string_view key(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     if (auto it = scalars_.find(key); it != scalars_.end()) return it->second;
-    objects_.push_back({std::move(bytes), {}});
+    objects_.push_back({std::move(bytes), {}, {}});
     const std::vector<uint8_t>& stored = objects_.back().bytes;
     scalars_.emplace(std::string_view(reinterpret_cast<const char*>(stored.data()), stored.size()),
                      objects_.size() - 1);
