@@ -1,7 +1,7 @@
 // Many clients at once against a real premoovd: 32 connections of 50 requests each (8 under
-// ThreadSanitizer), mixed configurations, some connections cancelled part way. Every request sent before a cancel gets
-// exactly its reply, in order, equal to what a creator in this process replies to it; nothing
-// answers a request after a cancel.
+// ThreadSanitizer), mixed configurations, some connections cancelled part way. Every request sent
+// before a cancel gets exactly its reply, in order, equal to what a creator in this process replies
+// to it; nothing answers a request after a cancel.
 
 #include <gtest/gtest.h>
 
@@ -89,14 +89,8 @@ std::vector<Configuration> configurations() {
   return all;
 }
 
-struct Expected {
-  bool created = false;
-  std::vector<uint8_t> header;
-  bool growing = false;
-  int32_t frameSize = 0;
-  int64_t fileSize = 0;
-  std::string error;
-};
+// A reply as the in-process creator gives it.
+using Expected = ReplyCollector::Reply;
 
 Expected expectedReply(const HeaderRequestArguments& request) {
   const RecordingClient client = inProcessReply(request);

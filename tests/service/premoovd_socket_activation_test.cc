@@ -35,16 +35,10 @@ TEST(PremoovdSocketActivationTest, ServesThroughThePassedSocketAndIgnoresSocketO
   ServiceProcess service({}, socket);
   ::close(socket);  // from now on only the service holds it
 
-  ReplyCollector replies;
-  auto client = QuickTimeServiceClient::connect(replies, path);
-  ASSERT_TRUE(client) << client.error();
-  ASSERT_FALSE(send(**client, HeaderRequestArguments{}));
-  (*client)->finishSending();
-  (*client)->waitUntilEnded();
-  const auto got = replies.replies();
-  ASSERT_EQ(got.size(), 1u) << service.log();
-  EXPECT_TRUE(got[0].created);
-  EXPECT_TRUE(got[0].header == inProcessReply({}).headers.at(0).bytes);
+  {
+    SCOPED_TRACE(service.log());
+    expectAnsweredAt(path);
+  }
 
   EXPECT_TRUE(logs(service, "listening on the socket passed by the system"));
   // --socket named another path: nothing was made there.

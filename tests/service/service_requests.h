@@ -8,6 +8,7 @@
 #include "naming/metadata_item.h"
 #include "plist/value.h"
 #include "service/client/quicktime_service_client.h"
+#include "service/reply_collector.h"
 #include "support/recording_client.h"
 
 namespace premoov::testing {
@@ -47,6 +48,27 @@ inline Value metadataItemsWith(Value value) {
   Value items = Value::array();
   items.append(Value::object(ZPRMetadataItem::initWithKey("com.example.when", &value)));
   return items;
+}
+
+// The header of the default request, as a creator in this process makes it.
+inline const std::vector<uint8_t>& defaultRequestHeader() {
+  static const std::vector<uint8_t> header = inProcessReply({}).headers.at(0).bytes;
+  return header;
+}
+
+// A well-behaved client at `socketPath` asks for the default request's header and gets the one a
+// creator in this process makes.
+inline void expectAnsweredAt(const std::string& socketPath) {
+  ReplyCollector replies;
+  auto client = QuickTimeServiceClient::connect(replies, socketPath);
+  ASSERT_TRUE(client) << client.error();
+  ASSERT_FALSE(send(**client, HeaderRequestArguments{}));
+  (*client)->finishSending();
+  (*client)->waitUntilEnded();
+  const auto got = replies.replies();
+  ASSERT_EQ(got.size(), 1u);
+  EXPECT_TRUE(got[0].created);
+  EXPECT_TRUE(got[0].header == defaultRequestHeader());
 }
 
 }  // namespace premoov::testing
