@@ -1,8 +1,8 @@
-#include "captions/cc_timing.h"
-
 #include <array>
 #include <cmath>
 #include <limits>
+
+#include "captions/cc_utilities.h"
 
 namespace premoov {
 namespace {

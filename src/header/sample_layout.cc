@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "base/log.h"
-#include "captions/cc_timing.h"
+#include "captions/cc_utilities.h"
 #include "header/header_room.h"
 
 namespace premoov {

@@ -1,10 +1,10 @@
-#include "captions/cc_timing.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <limits>
 #include <ostream>
+
+#include "captions/cc_utilities.h"
 
 namespace premoov {
 namespace {

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <span>
+
+#include "media/cm_time.h"
+#include "media/core_media.h"
+
+namespace premoov {
+
+// Packet numbers of the caption builders, for the whole process. Meant for one caption stream
+// driven from one thread; atomic so that callers on several threads get repeated numbers at
+// worst, never a data race.
+// gSequenceCounter: the next packet's sequence value (the test builder counts its calls in it).
+extern std::atomic<int32_t> gSequenceCounter;
+// gCEA708PacketCounter: the test builder's next DTVCC test packet (0: none).
+extern std::atomic<int32_t> gCEA708PacketCounter;
+
+// A CEA-608 byte pair as sent on line 21, parity bits included.
+using CEA608Pair = std::array<uint8_t, 2>;
+
+// The caption operations: timing per frame rate, and caption samples of one video frame each.
+class ZPRCCUtilities {
+ public:
+  // Caption timing per video frame duration: the numbers every caption sample depends on. Only
+  // the duration's value and timescale are read.
+  // The CEA-708 cdp_frame_rate code, 1 (23.976) to 8 (60); 0 for any other rate.
+  static uint8_t cdpFrameRateForFrameDuration(const CMTime& frameDuration);
+  // cc_data triplets per frame: 600 a second (CEA-708's 9600 bit/s) over the frame rate, kept to
+  // its low 8 bits.
+  static uint8_t ccCountForFrameDuration(const CMTime& frameDuration);
+  // The room a caption sample gets in a movie: 3 x cc_count + 21 (the 'ccdp' atom header and a cdp
+  // with header, cc_data head and footer, without the 16-byte service information section that
+  // written packets also carry).
+  static int32_t closedCaptionMaxSampleSizeForFrameDuration(const CMTime& frameDuration);
+
+  // "c708" samples: one 'ccdp' atom holding a caption distribution packet of 3 x cc_count + 37
+  // bytes, timed at `pts` for `frameDuration`. The regular builders number their packets from
+  // gSequenceCounter and ignore `sequenceCounter`. Each answers a new sample the caller holds, or
+  // nothing when a media object cannot be made (through `media`).
+
+  // closedCaption708SampleBufferWithPTS:frameDuration:sequenceCounter:cea608Bytes:
+  // The field-1 pair (nullptr: none) copied as given.
+  static CMSampleBufferRef closedCaption708SampleBufferWithPTS(
+      const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
+      const CEA608Pair* cea608Bytes, CoreMedia& media = defaultCoreMedia());
+  // closedCaption708SampleBufferWithPTS:frameDuration:sequenceCounter:a53Data:
+  // A/53 cc_data: exactly 60 bytes (20 triplets) are copied, as far as the packet's cc_data
+  // reaches; any other length (none included) leaves the triplets zero. A zero frame duration or
+  // cc_count makes nothing and takes no number.
+  static CMSampleBufferRef closedCaption708SampleBufferWithPTS(
+      const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
+      std::span<const uint8_t> a53Data, CoreMedia& media = defaultCoreMedia());
+  // emptyClosedCaption708SampleBufferWithPTS:frameDuration:sequenceCounter:
+  static CMSampleBufferRef emptyClosedCaption708SampleBufferWithPTS(
+      const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
+      CoreMedia& media = defaultCoreMedia());
+  // TESTclosedCaption708SampleBufferWithPTS:frameDuration:sequenceCounter:cea608Bytes:
+  // The regular packet numbered `sequenceCounter`, carrying the next DTVCC test packet of a fixed
+  // schedule (logged as it is sent).
+  static CMSampleBufferRef TESTclosedCaption708SampleBufferWithPTS(
+      const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
+      const CEA608Pair* cea608Bytes, CoreMedia& media = defaultCoreMedia());
+};
+
+}  // namespace premoov
