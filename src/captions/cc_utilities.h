@@ -63,6 +63,26 @@ class ZPRCCUtilities {
   static CMSampleBufferRef TESTclosedCaption708SampleBufferWithPTS(
       const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
       const CEA608Pair* cea608Bytes, CoreMedia& media = defaultCoreMedia());
+
+  // "c608" samples: CEA-608 byte pairs, raw or in a 'cdat' atom.
+
+  // emptyClosedCaption608SampleBufferWithPTS:frameDuration:sequenceCounter:
+  // The null pair 0x80 0x80 alone; `sequenceCounter` is not used.
+  static CMSampleBufferRef emptyClosedCaption608SampleBufferWithPTS(
+      const CMTime& pts, const CMTime& frameDuration, uint16_t sequenceCounter,
+      CoreMedia& media = defaultCoreMedia());
+  // conformSampleBufferToCEA708:frameDuration:
+  // A "c708" sample is answered as it is (the very same object); a "c608" sample becomes a new
+  // "c708" packet carrying its first pair (further pairs are dropped: one pair a frame, missing
+  // bytes read as 0x80), timed at its presentation time; any other sample is answered as it is.
+  static CMSampleBufferRef conformSampleBufferToCEA708(const CMSampleBufferRef& sample,
+                                                       const CMTime& frameDuration,
+                                                       CoreMedia& media = defaultCoreMedia());
+  // conformSampleBufferToCEA608:frameDuration: — answers its sample as it is, whatever it holds.
+  static CMSampleBufferRef conformSampleBufferToCEA608(const CMSampleBufferRef& sample,
+                                                       const CMTime& frameDuration);
+  // logSampleBuffer: — does nothing.
+  static void logSampleBuffer(const CMSampleBufferRef& sample);
 };
 
 }  // namespace premoov
