@@ -1,6 +1,7 @@
 #include <cstring>
 #include <vector>
 
+#include "captions/caption_sample.h"
 #include "captions/cc_utilities.h"
 
 namespace premoov {
@@ -16,28 +17,8 @@ constexpr size_t kCdatTypeOffset = 4;
 CMSampleBufferRef ZPRCCUtilities::emptyClosedCaption608SampleBufferWithPTS(
     const CMTime& pts, const CMTime& frameDuration, uint16_t /*sequenceCounter*/,
     CoreMedia& media) {
-  constexpr size_t kPairBytes = 2;
-  CMBlockBufferRef block;
-  if (media.CMBlockBufferCreateWithMemoryBlock(kPairBytes, &block) != 0 || !block) return nullptr;
-  uint8_t* data = nullptr;
-  size_t length = 0;
-  if (media.CMBlockBufferGetDataPointer(block, 0, &length, nullptr, &data) != 0 || !data ||
-      length < kPairBytes) {
-    return nullptr;
-  }
-  data[0] = kNullPairByte;
-  data[1] = kNullPairByte;
-  CMFormatDescriptionRef format;
-  if (media.CMFormatDescriptionCreate(FourCC("clcp"), FourCC("c608"), &format) != 0 || !format) {
-    return nullptr;
-  }
-  const CMSampleTimingInfo timing{frameDuration, pts, kCMTimeInvalid};
-  CMSampleBufferRef sample;
-  if (media.CMSampleBufferCreate(block, format, 1, std::span(&timing, 1), std::span(&kPairBytes, 1),
-                                 &sample) != 0) {
-    return nullptr;
-  }
-  return sample;
+  const uint8_t nullPair[] = {kNullPairByte, kNullPairByte};
+  return captionSample(nullPair, FourCC("c608"), pts, frameDuration, media);
 }
 
 CMSampleBufferRef ZPRCCUtilities::conformSampleBufferToCEA708(const CMSampleBufferRef& sample,

@@ -1,8 +1,8 @@
-#include <cstring>
 #include <optional>
 #include <vector>
 
 #include "base/log.h"
+#include "captions/caption_sample.h"
 #include "captions/cc_utilities.h"
 #include "captions/cdp_packet.h"
 
@@ -12,34 +12,6 @@ std::atomic<int32_t> gSequenceCounter{0};
 std::atomic<int32_t> gCEA708PacketCounter{0};
 
 namespace {
-
-// The sample of `bytes`, through the media calls in the order the builders make them: block,
-// its memory, the format description, then the sample of one entry each of timing and size.
-CMSampleBufferRef c708Sample(const std::vector<uint8_t>& bytes, const CMTime& pts,
-                             const CMTime& frameDuration, CoreMedia& media) {
-  CMBlockBufferRef block;
-  if (media.CMBlockBufferCreateWithMemoryBlock(bytes.size(), &block) != 0 || !block) return nullptr;
-  uint8_t* data = nullptr;
-  size_t length = 0;
-  if (media.CMBlockBufferGetDataPointer(block, 0, &length, nullptr, &data) != 0 || !data ||
-      length < bytes.size()) {
-    return nullptr;
-  }
-  std::memset(data, 0, length);
-  std::memcpy(data, bytes.data(), bytes.size());
-  CMFormatDescriptionRef format;
-  if (media.CMFormatDescriptionCreate(FourCC("clcp"), FourCC("c708"), &format) != 0 || !format) {
-    return nullptr;
-  }
-  const CMSampleTimingInfo timing{frameDuration, pts, kCMTimeInvalid};
-  const size_t size = bytes.size();
-  CMSampleBufferRef sample;
-  if (media.CMSampleBufferCreate(block, format, 1, std::span(&timing, 1), std::span(&size, 1),
-                                 &sample) != 0) {
-    return nullptr;
-  }
-  return sample;
-}
 
 uint16_t nextSequence() {
   return static_cast<uint16_t>(gSequenceCounter.fetch_add(1, std::memory_order_relaxed));
@@ -99,7 +71,7 @@ CMSampleBufferRef ZPRCCUtilities::closedCaption708SampleBufferWithPTS(const CMTi
   std::vector<uint8_t> triplets = cea608Triplets(cea608Bytes ? cea608Bytes->data() : nullptr);
   if (n > 2) appendPaddingTriplets(triplets, n - 2u);
   packet.ccData = triplets;
-  return c708Sample(ccdpSample(packet), pts, frameDuration, media);
+  return captionSample(ccdpSample(packet), FourCC("c708"), pts, frameDuration, media);
 }
 
 CMSampleBufferRef ZPRCCUtilities::closedCaption708SampleBufferWithPTS(
@@ -110,7 +82,7 @@ CMSampleBufferRef ZPRCCUtilities::closedCaption708SampleBufferWithPTS(
   if (frameDuration.value == 0 || n == 0) return nullptr;
   CdpPacket packet{n, cdpFrameRateForFrameDuration(frameDuration), nextSequence(), {}};
   if (a53Data.size() == kA53Bytes) packet.ccData = a53Data;
-  return c708Sample(ccdpSample(packet), pts, frameDuration, media);
+  return captionSample(ccdpSample(packet), FourCC("c708"), pts, frameDuration, media);
 }
 
 CMSampleBufferRef ZPRCCUtilities::emptyClosedCaption708SampleBufferWithPTS(
@@ -137,7 +109,8 @@ CMSampleBufferRef ZPRCCUtilities::TESTclosedCaption708SampleBufferWithPTS(
     appendPaddingTriplets(triplets, n - 2u);
   }
   CdpPacket packet{n, cdpFrameRateForFrameDuration(frameDuration), sequenceCounter, triplets};
-  CMSampleBufferRef sample = c708Sample(ccdpSample(packet), pts, frameDuration, media);
+  CMSampleBufferRef sample =
+      captionSample(ccdpSample(packet), FourCC("c708"), pts, frameDuration, media);
   gSequenceCounter.fetch_add(1, std::memory_order_relaxed);  // every call counts, failed or not
   return sample;
 }

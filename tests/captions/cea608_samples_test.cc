@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "captions/cc_utilities.h"
+#include "captions/sample_bytes.h"
 #include "media/fault_injecting_core_media.h"
 
 namespace premoov {
@@ -13,12 +14,7 @@ namespace {
 const CMTime kNtsc = CMTimeMake(1001, 30000);
 const CMTime kPts = CMTimeMake(6006, 30000);
 
-std::vector<uint8_t> bytesOf(const CMSampleBufferRef& sample) {
-  const CMBlockBufferRef block = CMSampleBufferGetDataBuffer(sample);
-  std::vector<uint8_t> bytes(CMBlockBufferGetDataLength(block));
-  EXPECT_EQ(CMBlockBufferCopyDataBytes(block, 0, bytes), 0);
-  return bytes;
-}
+using testing::bytesOf;
 
 // A "c608" sample holding `bytes`.
 CMSampleBufferRef c608Sample(const std::vector<uint8_t>& bytes) {

@@ -7,6 +7,7 @@
 
 #include "base/log.h"
 #include "captions/cc_utilities.h"
+#include "captions/sample_bytes.h"
 #include "media/fault_injecting_core_media.h"
 
 namespace premoov {
@@ -15,12 +16,7 @@ namespace {
 const CMTime kNtsc = CMTimeMake(1001, 30000);
 const CMTime kPts = CMTimeMake(3003, 30000);
 
-std::vector<uint8_t> bytesOf(const CMSampleBufferRef& sample) {
-  const CMBlockBufferRef block = CMSampleBufferGetDataBuffer(sample);
-  std::vector<uint8_t> bytes(CMBlockBufferGetDataLength(block));
-  EXPECT_EQ(CMBlockBufferCopyDataBytes(block, 0, bytes), 0);
-  return bytes;
-}
+using testing::bytesOf;
 
 uint16_t headerSequence(const std::vector<uint8_t>& s) {
   return static_cast<uint16_t>(s.at(13) << 8 | s.at(14));
