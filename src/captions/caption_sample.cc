@@ -10,11 +10,11 @@ CMSampleBufferRef captionSample(std::span<const uint8_t> bytes, FourCC subtype, 
   if (media.CMBlockBufferCreateWithMemoryBlock(bytes.size(), &block) != 0 || !block) return nullptr;
   uint8_t* data = nullptr;
   size_t length = 0;
-  if (media.CMBlockBufferGetDataPointer(block, 0, &length, nullptr, &data) != 0 || !data ||
-      length < bytes.size()) {
+  if (media.CMBlockBufferGetDataPointer(block, 0, &length, nullptr, &data) != 0 ||
+      length < bytes.size() || (!data && length > 0)) {
     return nullptr;
   }
-  std::memset(data, 0, length);
+  if (length > 0) std::memset(data, 0, length);
   if (!bytes.empty()) std::memcpy(data, bytes.data(), bytes.size());
   CMFormatDescriptionRef format;
   if (media.CMFormatDescriptionCreate(FourCC("clcp"), subtype, &format) != 0 || !format) {

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "captions/caption_sample.h"
 #include "captions/cc_utilities.h"
 #include "captions/sample_bytes.h"
 #include "media/fault_injecting_core_media.h"
@@ -16,24 +17,10 @@ const CMTime kPts = CMTimeMake(6006, 30000);
 
 using testing::bytesOf;
 
-// A "c608" sample holding `bytes`.
+// A "c608" sample holding `bytes`, made as the builders make theirs.
 CMSampleBufferRef c608Sample(const std::vector<uint8_t>& bytes) {
-  CoreMedia& media = defaultCoreMedia();
-  CMBlockBufferRef block;
-  EXPECT_EQ(media.CMBlockBufferCreateWithMemoryBlock(bytes.size(), &block), 0);
-  uint8_t* data = nullptr;
-  if (!bytes.empty()) {
-    EXPECT_EQ(media.CMBlockBufferGetDataPointer(block, 0, nullptr, nullptr, &data), 0);
-    std::copy(bytes.begin(), bytes.end(), data);
-  }
-  CMFormatDescriptionRef format;
-  EXPECT_EQ(media.CMFormatDescriptionCreate(FourCC("clcp"), FourCC("c608"), &format), 0);
-  const CMSampleTimingInfo timing{kNtsc, kPts, kCMTimeInvalid};
-  const size_t size = bytes.size();
-  CMSampleBufferRef sample;
-  EXPECT_EQ(media.CMSampleBufferCreate(block, format, 1, std::span(&timing, 1), std::span(&size, 1),
-                                       &sample),
-            0);
+  CMSampleBufferRef sample = captionSample(bytes, FourCC("c608"), kPts, kNtsc, defaultCoreMedia());
+  EXPECT_NE(sample, nullptr);
   return sample;
 }
 
