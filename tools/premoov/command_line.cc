@@ -99,6 +99,26 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   archiveItemCommand->add_option("--out", archiveItem.outPath, "The archive file to write.")
       ->required();
 
+  CLI::App* captionsCommand =
+      app.add_subcommand("captions", "Caption files and the caption samples made from them.");
+  captionsCommand->require_subcommand(1);
+  CaptionsSccOptions scc;
+  int64_t sccFrames = 0;
+  CLI::App* captionsSccCommand = captionsCommand->add_subcommand(
+      "scc", "Write the c708 samples of an SCC file, one a frame, as a recorder's caption slots.");
+  captionsSccCommand->add_option("file", scc.sccPath, "The SCC file.")->required();
+  captionsSccCommand
+      ->add_option("--frame-duration", scc.frameDuration,
+                   "Seconds a frame as N/D: 1001/30000, 1/25, 1001/24000...")
+      ->required();
+  captionsSccCommand->add_option("--out", scc.outPath, "The samples file to write.")->required();
+  captionsSccCommand->add_option("--start", scc.start,
+                                 "The timecode of the first sample (default 00:00:00:00).");
+  CLI::Option* sccFramesOption = captionsSccCommand->add_option(
+      "--frames", sccFrames, "Exactly this many samples (default: through the last pair).");
+  captionsSccCommand->add_flag("--with-service-info", scc.withServiceInfo,
+                               "Write the builders' samples, 16 bytes larger than a slot.");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -124,6 +144,10 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
     if (itemDateOption->count() > 0) archiveItem.date = itemDate;
     if (itemTokensOption->count() > 0) archiveItem.tokens = itemTokens;
     return runArchiveItemCommand(archiveItem, out, err);
+  }
+  if (captionsSccCommand->parsed()) {
+    if (sccFramesOption->count() > 0) scc.frames = sccFrames;
+    return runCaptionsSccCommand(scc, out, err);
   }
   return kExitBadInput;  // require_subcommand(1) leaves no other case
 }

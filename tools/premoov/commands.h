@@ -94,6 +94,24 @@ struct ArchiveItemOptions {
 // S]) --out FILE`: the keyed archive of one metadata item.
 int runArchiveItemCommand(const ArchiveItemOptions& options, std::ostream& out, std::ostream& err);
 
+struct CaptionsSccOptions {
+  std::string sccPath{};
+  std::string frameDuration{};  // "N/D": seconds a frame
+  std::string outPath{};
+  std::string start = "00:00:00:00";
+  std::optional<int64_t> frames{};
+  bool withServiceInfo = false;
+};
+// `premoov captions scc IN.scc --frame-duration N/D --out SAMPLES [--start HH:MM:SS:FF] [--frames
+// N]
+// [--with-service-info]`: one "c708" sample per frame, back to back, sample k for the frame
+// labelled --start + k, carrying that frame's SCC pair on field 1 and sequence value k: the raw
+// stream a recorder copies into its caption slots. Slot-sized samples (3 x cc_count + 21 bytes),
+// or the builders' (+ 37) with --with-service-info. Without --frames, through the last pair's
+// frame. Prints {"samples", "sampleSize", "pairs", "firstPairFrame", "lastPairFrame"}, the frames
+// counted from --start (null without pairs).
+int runCaptionsSccCommand(const CaptionsSccOptions& options, std::ostream& out, std::ostream& err);
+
 // The whole command line, argv[0] included.
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

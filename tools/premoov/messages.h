@@ -66,4 +66,21 @@ inline constexpr std::string_view kRepliesCancelled =
     "the service replied although the connection was cancelled: ";            // then the count
 inline constexpr std::string_view kRepliesMissing = "the service answered ";  // n of m requests
 
+// `premoov captions scc`: each message follows kCaptionsScc.
+inline constexpr std::string_view kCaptionsScc = "premoov captions scc: ";
+inline constexpr std::string_view kNotFrameDuration =
+    " is not a frame duration N/D (seconds a frame, like 1001/30000)";  // the option's text first
+inline constexpr std::string_view kNotCaptionFrameRate =
+    " is not a caption frame rate; use 1001/24000, 1/24, 1/25, 1001/30000, 1/30, 1/50, "
+    "1001/60000 or 1/60";
+inline constexpr std::string_view kBadStart = "--start: ";  // then the timecode's problem
+inline constexpr std::string_view kTooManyFrames =
+    "--frames must be from 0 to a day of timecode labels at this rate: ";    // then the limit
+inline constexpr std::string_view kCannotWriteSamples = ": cannot write: ";  // the path first
+// Warnings: a count first.
+inline constexpr std::string_view kPairsBeforeStart = " pairs before --start left out";
+inline constexpr std::string_view kPairsPastFrames = " pairs past --frames dropped";
+inline constexpr std::string_view kLinesDelayed =
+    " lines began before the previous line's words were out; their words follow them";
+
 }  // namespace premoov
