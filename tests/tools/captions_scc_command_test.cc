@@ -254,6 +254,9 @@ TEST_F(CaptionsSccCommandTest, BadInputIsSaidAndWritesNothing) {
            Case{good,
                 {"--frame-duration", "1001/30000", "--frames", "-1"},
                 "--frames must be from 0 to a day"},
+           Case{"Scenarist_SCC V1.0\n\n23:59:59:29\t9420 9420 9420\n",
+                {"--frame-duration", "1/30"},
+                "the last pair is more than a day of timecode labels after --start: 2592000"},
            Case{good,
                 {"--frame-duration", "1/25", "--start", "00:00:00;00"},
                 "--start: drop-frame timecode at a frame rate that has none"},
@@ -272,6 +275,14 @@ TEST_F(CaptionsSccCommandTest, BadInputIsSaidAndWritesNothing) {
                                             "--frame-duration", "1/25", "--out", "/dev/null"});
   EXPECT_EQ(missing.code, kExitBadInput);
   EXPECT_THAT(missing.err, HasSubstr("/nonexistent/captions.scc: cannot read"));
+  // A file larger than any day of captions is not read at all.
+  scc_.write(kPopOn);
+  std::filesystem::resize_file(scc_.path(), uintmax_t{33} << 20);
+  const ToolOutcome huge = runInProcess({"captions", "scc", scc_.path(), "--frame-duration",
+                                         "1001/30000", "--out", samples_.path()});
+  EXPECT_EQ(huge.code, kExitBadInput);
+  EXPECT_THAT(huge.err, HasSubstr("is larger than the tool reads: 33554432 bytes"));
+  EXPECT_FALSE(samplesWritten());
   // Nor a samples file that cannot be written.
   scc_.write(kPopOn);
   const ToolOutcome unwritable = runInProcess({"captions", "scc", scc_.path(), "--frame-duration",

@@ -17,8 +17,9 @@
 namespace premoov {
 namespace {
 
-// A day of captions at full density (a word every frame) is about 13 MB of SCC text.
-constexpr size_t kSccFileLimit = size_t{64} << 20;
+// A day of captions at full density (a word every frame) is about 13 MB of SCC text; the pairs
+// read take about 3 times the text.
+constexpr size_t kSccFileLimit = size_t{32} << 20;
 
 template <typename T>
 bool parsedWhole(std::string_view text, T& value) {
@@ -77,6 +78,8 @@ int runCaptionsSccCommand(const CaptionsSccOptions& options, std::ostream& out, 
 
   const int64_t samples =
       options.frames ? *options.frames : samplesThroughLastPair(captions->pairs, startFrame);
+  if (samples > frameLimit)
+    return badInput(err, std::string(kTooManySamples) + std::to_string(frameLimit));
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(options.outPath.c_str(), "wb"),
                                                        &std::fclose);
   if (!file) {

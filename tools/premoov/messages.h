@@ -75,7 +75,9 @@ inline constexpr std::string_view kNotCaptionFrameRate =
     "1001/60000 or 1/60";
 inline constexpr std::string_view kBadStart = "--start: ";  // then the timecode's problem
 inline constexpr std::string_view kTooManyFrames =
-    "--frames must be from 0 to a day of timecode labels at this rate: ";    // then the limit
+    "--frames must be from 0 to a day of timecode labels at this rate: ";  // then the limit
+inline constexpr std::string_view kTooManySamples =
+    "the last pair is more than a day of timecode labels after --start: ";   // then the limit
 inline constexpr std::string_view kCannotWriteSamples = ": cannot write: ";  // the path first
 // Warnings: a count first.
 inline constexpr std::string_view kPairsBeforeStart = " pairs before --start left out";
