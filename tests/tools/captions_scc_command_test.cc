@@ -278,8 +278,8 @@ TEST_F(CaptionsSccCommandTest, BadInputIsSaidAndWritesNothing) {
   // A file larger than any day of captions is not read at all.
   scc_.write(kPopOn);
   std::filesystem::resize_file(scc_.path(), uintmax_t{33} << 20);
-  const ToolOutcome huge = runInProcess({"captions", "scc", scc_.path(), "--frame-duration",
-                                         "1001/30000", "--out", samples_.path()});
+  const ToolOutcome huge = runInProcess(
+      {"captions", "scc", scc_.path(), "--frame-duration", "1001/30000", "--out", samples_.path()});
   EXPECT_EQ(huge.code, kExitBadInput);
   EXPECT_THAT(huge.err, HasSubstr("is larger than the tool reads: 33554432 bytes"));
   EXPECT_FALSE(samplesWritten());
