@@ -83,6 +83,29 @@ class ZPRCCUtilities {
                                                        const CMTime& frameDuration);
   // logSampleBuffer: — does nothing.
   static void logSampleBuffer(const CMSampleBufferRef& sample);
+
+  // Caption character sets: the character one code stands for, as UTF-8 bytes that live as long
+  // as the program. The caller has split the stream already and knows the set; 608 codes come
+  // without their parity bit, and for a special or extended character only the pair's second
+  // byte is passed. A code the set does not map gives no bytes, except in the basic 608 set,
+  // which hands it back as the one byte it is.
+
+  // dataWith608ASCIICharacter:
+  static std::span<const uint8_t> dataWith608ASCIICharacter(uint8_t code);
+  // dataWith608SpecialCharacter: — 0x30 to 0x3F.
+  static std::span<const uint8_t> dataWith608SpecialCharacter(uint8_t code);
+  // dataWith608ExtSpanishFrenchCharacter: — 0x20 to 0x3F.
+  static std::span<const uint8_t> dataWith608ExtSpanishFrenchCharacter(uint8_t code);
+  // dataWith608ExtPortugueseGermanDanishCharacter: — 0x20 to 0x3B.
+  static std::span<const uint8_t> dataWith608ExtPortugueseGermanDanishCharacter(uint8_t code);
+  // dataWith708G0Character: — 0x20 to 0x7F.
+  static std::span<const uint8_t> dataWith708G0Character(uint8_t code);
+  // dataWith708G1Character: — 0xA0 to 0xFF.
+  static std::span<const uint8_t> dataWith708G1Character(uint8_t code);
+  // dataWith708G2Character: — some of 0x20 to 0x3F, and 0x76 to 0x7F.
+  static std::span<const uint8_t> dataWith708G2Character(uint8_t code);
+  // dataWith708G3Character: — 0xA0, the caption logo.
+  static std::span<const uint8_t> dataWith708G3Character(uint8_t code);
 };
 
 }  // namespace premoov
