@@ -17,7 +17,7 @@ inline constexpr std::string_view kChunkTablesDisagree =
 
 inline constexpr std::string_view kNoMovieAtom = "holds no 'moov' atom";
 inline constexpr std::string_view kHeaderAtomsTooLarge =
-    "its atoms outside the media data are larger than inspect reads: ";  // then the limit
+    "its atoms outside the media data are larger than the tool reads: ";  // then the limit
 
 // `premoov tokens menu CODE --pick TITLE`: the code or title in quotes, then the text, then the
 // kinds that have a menu or the titles of the menu in quotes.
@@ -65,5 +65,12 @@ inline constexpr std::string_view kWriteNeedsOutput =
 inline constexpr std::string_view kRepliesCancelled =
     "the service replied although the connection was cancelled: ";            // then the count
 inline constexpr std::string_view kRepliesMissing = "the service answered ";  // n of m requests
+
+// `premoov captions dump`: why a caption sample or track was not read.
+inline constexpr std::string_view kCaptionSampleTooLarge =
+    "larger than any caption sample: ";  // then the limit
+inline constexpr std::string_view kCaptionSampleReadFailed = "its bytes could not be read";
+inline constexpr std::string_view kCaptionSampleLimitReached =
+    "stopped after the most samples read a track: ";  // then the count
 
 }  // namespace premoov
