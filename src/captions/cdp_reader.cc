@@ -74,6 +74,14 @@ void readSections(Reader& r, std::span<const uint8_t> cdp, size_t end, CdpFields
   while (pos < end) {
     const uint8_t id = cdp[pos];
     const size_t left = end - pos;
+    // A second section of a kind would leave two answers for one field: the cdp is read no
+    // further.
+    if ((id == kTimeCodeSectionId && sawTimeCode) || (id == kCcdataId && sawCcdata) ||
+        (id == kCcsvcinfoId && sawServiceInfo)) {
+      r.problem(CaptionSampleProblemCode::kSectionRepeated, base + pos, id);
+      pos = end;
+      break;
+    }
     if (id == kTimeCodeSectionId) {
       sawTimeCode = true;
       if (left < 5) break;
@@ -341,6 +349,9 @@ std::string CaptionSampleProblem::message() const {
       text = stringWithFormat("section 0x%02llX runs past the end of the cdp", f);
       break;
     case Code::kUnknownSection: text = stringWithFormat("0x%02llX starts no cdp section", f); break;
+    case Code::kSectionRepeated:
+      text = stringWithFormat("section 0x%02llX appears a second time", f);
+      break;
     case Code::kSectionNotFlagged:
       text = stringWithFormat(expected ? "section 0x%02llX is flagged but absent"
                                        : "section 0x%02llX is present but not flagged",

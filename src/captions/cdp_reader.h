@@ -87,6 +87,7 @@ enum class CaptionSampleProblemCode {
   kReservedFrameRate,    // cdp_frame_rate 0 or 9 to 15
   kSectionCutShort,      // a section runs past cdp_length
   kUnknownSection,       // a byte where a section should start that names none
+  kSectionRepeated,      // a time code, ccdata or service information section seen twice
   kSectionNotFlagged,    // a section its flag says is absent, or a flagged one missing
   kMarkerBitsWrong,      // marker bits that are not all 1 (note)
   kNoFooter,             // cdp_length ends before a footer

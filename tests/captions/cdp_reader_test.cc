@@ -243,6 +243,19 @@ TEST(CdpReaderTest, NamesAnUnknownSectionAndReservedRate) {
   EXPECT_EQ(contents.problems[1].message(), "0x70 starts no cdp section at offset 15");
 }
 
+TEST(CdpReaderTest, StopsAtASectionSeenTwice) {
+  // A slot-sized packet (cc_count 20) whose footer is replaced by a second, empty ccdata section.
+  auto sample = packetBytes(true);
+  sample[77] = 0x72;
+  sample[78] = 0xE0;
+  fixChecksum(sample);
+  const auto contents = readCaptionSample(FourCC("c708"), sample);
+  EXPECT_THAT(codesOf(contents), ElementsAre(Code::kSectionRepeated, Code::kNoFooter));
+  EXPECT_EQ(contents.problems[0].message(), "section 0x72 appears a second time at offset 77");
+  EXPECT_EQ(contents.cdp->ccCount, 20);
+  EXPECT_EQ(contents.cdp->triplets.size(), 20u);
+}
+
 TEST(CdpReaderTest, SaysWhatIsWrongWithTheAtom) {
   const std::vector<uint8_t> tiny = {0x00, 0x00, 0x00};
   EXPECT_EQ(readCaptionSample(FourCC("c708"), tiny).problems.at(0).message(),
