@@ -8,9 +8,13 @@ frame and every audio sample as they were made, ffprobe must find every sample w
 written, and ffprobe and MediaInfo must report the start timecode and the reel name.
 
   python3 -B record_case.py --premoov BUILD/tools/premoov/premoov --request REQUEST.json \\
-      --start-timecode 01:00:00:00 --work-dir DIR [--keep-files]
+      --start-timecode 01:00:00:00 --work-dir DIR [--captions IN.scc] [--keep-files]
 
-The start timecode is written with colons; it is drop-frame when the request says so.
+The start timecode is written with colons; it is drop-frame when the request says so. With
+--captions, the caption samples are premoov's own, made from an SCC file by `premoov captions
+scc`; then MediaInfo must find CEA-608 in them (and lose it when their checksums are broken), and
+`premoov captions dump --srt` on the recording must give the text and times FFmpeg's own decoder
+gives for the SCC file.
 Exit status: 0 when every check passes, 1 when one fails, 77 when a reader is not installed.
 """
 
@@ -26,6 +30,7 @@ from fractions import Fraction
 from pathlib import Path
 
 import caption_samples
+import caption_text
 import reader_checks as readers
 import source_media
 import timecode_samples
@@ -35,6 +40,9 @@ MDAT_HEADER_SIZE = 16
 READERS = ("ffmpeg", "ffprobe", "mediainfo")
 EXIT_SKIPPED = 77
 CAPTION_TEXT = "PREMOOV"
+# A caption slot holds the 'ccdp' atom header, a cdp without service information and the
+# frame's cc_data triplets: 3 x cc_count + 21 bytes.
+CAPTION_SLOT_OVERHEAD = 21
 # What AddressSanitizer and UndefinedBehaviorSanitizer print, in builds with PREMOOV_SANITIZE.
 SANITIZER_MARKS = ("runtime error:", "AddressSanitizer", "LeakSanitizer")
 
@@ -136,6 +144,14 @@ def run_premoov(premoov: str, args: list[str]) -> dict:
     if done.stderr:
         note(f"premoov {args[0]} said: {done.stderr.strip()}")
     return json.loads(done.stdout)
+
+
+def run_premoov_text(premoov: str, args: list[str]) -> str:
+    done = subprocess.run([premoov, *args], capture_output=True, text=True)
+    if done.returncode != 0 or any(mark in done.stderr for mark in SANITIZER_MARKS):
+        raise RuntimeError(f"premoov {' '.join(args)} failed ({done.returncode}):\n"
+                           f"{done.stdout}{done.stderr}")
+    return done.stdout
 
 
 def by_track(references: list[Reference]) -> dict[str, list[Reference]]:
@@ -253,8 +269,11 @@ def check_written_file(plan: dict, answer: dict, mov: Path, checks: Checks) -> N
 class Sources:
     """The samples of every track, handed out in recording order."""
 
-    def __init__(self, case: Case, video: source_media.VideoSource, audio: list[bytes]):
+    def __init__(self, case: Case, video: source_media.VideoSource, audio: list[bytes],
+                 caption_stream: bytes | None = None):
         self.case = case
+        self.caption_stream = caption_stream
+        self.caption_stream_used = 0
         self.video_frames = video.frames()
         self.audio = audio
         self.audio_used = [0] * len(audio)
@@ -277,6 +296,14 @@ class Sources:
                        for i in range(count)]
             self.timecode_frame += count
             return samples
+        if track == "captions" and self.caption_stream is not None:
+            start = self.caption_stream_used
+            self.caption_stream_used += count * sample_size
+            if self.caption_stream_used > len(self.caption_stream):
+                raise RuntimeError("the caption samples ran out before the caption slots")
+            self.caption_cc_counts.add((sample_size - CAPTION_SLOT_OVERHEAD) // 3)
+            return [self.caption_stream[i:i + sample_size]
+                    for i in range(start, self.caption_stream_used, sample_size)]
         if track == "captions":
             samples = []
             for _ in range(count):
@@ -405,8 +432,74 @@ def check_mediainfo(case: Case, mov: Path, caption_cc_counts: set[int], checks: 
                      f"MediaInfo: the {CAPTION_TEXT!r} caption in every cdp")
 
 
+def make_caption_samples(premoov: str, case: Case, scc: Path, plan: dict,
+                         references: list[Reference], work_dir: Path, checks: Checks) -> bytes:
+    """premoov's caption samples for the recording, one a frame from its first timecode on."""
+    fd = case.settings["videoFrameDuration"]
+    start = case.label(case.start_frame())
+    out = work_dir / "captions.samples"
+    answer = run_premoov(premoov, ["captions", "scc", str(scc),
+                                   "--frame-duration", f"{fd['value']}/{fd['timescale']}",
+                                   "--start", start, "--frames", str(case.frames),
+                                   "--out", str(out)])
+    slots = {r.sample_size for r in references if r.track == "captions" and r.count}
+    checks.equal(answer["samples"], case.frames, "captions scc: one sample a frame")
+    checks.equal({answer["sampleSize"]}, slots, "captions scc: samples the size of their slots")
+    stream = out.read_bytes()
+    checks.equal(len(stream), answer["samples"] * answer["sampleSize"],
+                 "captions scc: the samples back to back")
+    return stream
+
+
+def check_caption_text(premoov: str, case: Case, mov: Path, scc: Path, work_dir: Path,
+                       checks: Checks) -> None:
+    """The recording's CC1 text, decoded by premoov, against FFmpeg's decoding of the SCC."""
+    fps, drop = case.timecode_fps, case.drop_frame
+    first = case.start_frame()
+    words = [(frame, word) for frame, word in
+             caption_text.scheduled_words(scc.read_text(encoding="latin-1"), fps, drop)
+             if first <= frame < first + case.frames]
+    one_a_line = work_dir / "one_word_a_line.scc"
+    one_a_line.write_text(caption_text.one_word_per_line(words, fps, drop))
+    theirs = [(caption_text.frame_of_ffmpeg_time(c.start_ms, fps, drop) - first,
+               caption_text.frame_of_ffmpeg_time(c.end_ms, fps, drop) - first, c.text)
+              for c in caption_text.ffmpeg_cues(one_a_line, work_dir / "ffmpeg.srt")]
+    srt = run_premoov_text(premoov, ["captions", "dump", str(mov), "--srt"])
+    ours = [(caption_text.frame_of_time(c.start_ms, case.frame_duration),
+             caption_text.frame_of_time(c.end_ms, case.frame_duration), c.text)
+            for c in caption_text.srt_cues(srt)]
+    checks.expect(len(theirs) > 0, "ffmpeg: the SCC file has captions", "no cues")
+    checks.equal(ours, theirs, f"captions dump --srt: FFmpeg's {len(theirs)} cues, text and "
+                 "frames")
+
+
+def check_broken_checksums(mov: Path, written: dict[str, list[tuple[int, int, str]]],
+                           checks: Checks) -> None:
+    """MediaInfo drops a cdp whose checksum fails: with every checksum broken, it still lists the
+    track (as EIA-708, from its sample description) but finds no CEA-608 service in it."""
+    samples = written.get("captions", [])
+    with open(mov, "r+b") as file:
+        saved = []
+        for offset, size, _ in samples:
+            file.seek(offset + size - 1)  # the cdp fills its slot: its checksum is the last byte
+            byte = file.read(1)[0]
+            saved.append(byte)
+            file.seek(offset + size - 1)
+            file.write(bytes([byte ^ 0xFF]))
+    try:
+        text = readers.mediainfo(mov, "Text", ["Format", "CaptionServiceName"])
+        found = [row for row in text if row[0] == "EIA-608" or row[1] == "CC1"]
+        checks.equal(found, [], "MediaInfo: no CC1 once every cdp checksum is broken")
+        note(f"MediaInfo with every checksum broken: {text}")
+    finally:
+        with open(mov, "r+b") as file:
+            for (offset, size, _), byte in zip(samples, saved):
+                file.seek(offset + size - 1)
+                file.write(bytes([byte]))
+
+
 def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Path,
-             checks: Checks) -> None:
+             checks: Checks, captions: Path | None = None) -> None:
     case = Case(json.loads(request_path.read_text()), start_timecode)
     mov = work_dir / "recorded.mov"
     plan = run_premoov(premoov, ["plan", str(request_path)])
@@ -439,7 +532,11 @@ def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Pa
                                      case.audio_samples(asbd))
              for n, (asbd, frequency) in enumerate(zip(case.asbds, frequencies))]
 
-    sources = Sources(case, video, audio)
+    caption_stream = None
+    if captions is not None:
+        caption_stream = make_caption_samples(premoov, case, captions, plan, references,
+                                              work_dir, checks)
+    sources = Sources(case, video, audio, caption_stream)
     written = record(mov, references, sources)
     checks.equal(mov.stat().st_size, plan["fileSize"], "record: the file keeps its size")
     if sources.caption_cc_counts:
@@ -452,6 +549,9 @@ def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Pa
     check_video(case, mov, video, checks)
     check_audio(case, mov, audio, checks)
     check_mediainfo(case, mov, sources.caption_cc_counts, checks)
+    if captions is not None:
+        check_caption_text(premoov, case, mov, captions, work_dir, checks)
+        check_broken_checksums(mov, written, checks)
 
 
 def main() -> int:
@@ -462,6 +562,8 @@ def main() -> int:
                         help="timecode of the first frame, hh:mm:ss:ff")
     parser.add_argument("--work-dir", required=True, type=Path,
                         help="where the recorded file and its sources go while the case runs")
+    parser.add_argument("--captions", type=Path,
+                        help="an SCC file: record premoov's caption samples made from it")
     parser.add_argument("--keep-files", action="store_true", help="leave the files for a look")
     args = parser.parse_args()
 
@@ -474,7 +576,8 @@ def main() -> int:
     work_dir.mkdir(parents=True)
     checks = Checks()
     try:
-        run_case(args.premoov, args.request, args.start_timecode, work_dir, checks)
+        run_case(args.premoov, args.request, args.start_timecode, work_dir, checks,
+                 args.captions)
     except (RuntimeError, ValueError, StopIteration) as error:
         checks.expect(False, "recording", str(error))
     finally:

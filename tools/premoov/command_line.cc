@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "premoov/commands.h"
+#include "premoov/help_texts.h"
 
 namespace premoov {
 
@@ -99,9 +100,17 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   archiveItemCommand->add_option("--out", archiveItem.outPath, "The archive file to write.")
       ->required();
 
-  CLI::App* captionsCommand =
-      app.add_subcommand("captions", "Caption files and the caption samples made from them.");
+  CLI::App* captionsCommand = app.add_subcommand("captions", "Caption tracks and caption files.");
   captionsCommand->require_subcommand(1);
+  CaptionsDumpOptions captionsDump;
+  uint64_t captionsLimit = 0;
+  CLI::App* captionsDumpCommand = captionsCommand->add_subcommand(
+      "dump", "Print every sample of the caption tracks of a movie, one line each.");
+  captionsDumpCommand->add_option("file", captionsDump.moviePath, "The movie file.")->required();
+  CLI::Option* captionsLimitOption = captionsDumpCommand->add_option(
+      "--limit", captionsLimit,
+      "Read at most this many samples a track (default: a day at 60 fps).");
+  captionsDumpCommand->footer(kCaptionsDumpFormat);
   CaptionsSccOptions scc;
   int64_t sccFrames = 0;
   CLI::App* captionsSccCommand = captionsCommand->add_subcommand(
@@ -130,6 +139,10 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   if (requestCommand->parsed()) return runRequestCommand(request, out, err);
   if (planCommand->parsed()) return runPlanCommand(planRequest, out, err);
   if (inspectCommand->parsed()) return runInspectCommand(inspectPath, out, err);
+  if (captionsDumpCommand->parsed()) {
+    if (captionsLimitOption->count() > 0) captionsDump.sampleLimit = captionsLimit;
+    return runCaptionsDumpCommand(captionsDump, out, err);
+  }
   if (tokenKindsCommand->parsed()) return runTokensKindsCommand(out, err);
   if (tokenParseCommand->parsed()) return runTokensParseCommand(parseTexts, out, err);
   if (tokenMenuCommand->parsed()) {

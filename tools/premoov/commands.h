@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -52,6 +53,16 @@ int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostre
 // `premoov inspect FILE.mov`: the atom tree and, per track, its kind, codec, sample count,
 // duration and the positions of its first and last samples. A header-only file is accepted.
 int runInspectCommand(const std::string& moviePath, std::ostream& out, std::ostream& err);
+
+struct CaptionsDumpOptions {
+  std::string moviePath{};
+  std::optional<uint64_t> sampleLimit{};  // the most samples read a track
+};
+// `premoov captions dump FILE.mov [--limit N]`: every sample of every caption track, one line
+// each (the line format is in the command's help). Exits 0 when every sample present reads
+// without error, 1 when the file, a table or a sample is bad.
+int runCaptionsDumpCommand(const CaptionsDumpOptions& options, std::ostream& out,
+                           std::ostream& err);
 
 // `premoov tokens kinds`: every token kind in declaration order, with its code, display name,
 // default formatter and menu.

@@ -17,7 +17,7 @@ inline constexpr std::string_view kChunkTablesDisagree =
 
 inline constexpr std::string_view kNoMovieAtom = "holds no 'moov' atom";
 inline constexpr std::string_view kHeaderAtomsTooLarge =
-    "its atoms outside the media data are larger than inspect reads: ";  // then the limit
+    "its atoms outside the media data are larger than the tool reads: ";  // then the limit
 
 // `premoov tokens menu CODE --pick TITLE`: the code or title in quotes, then the text, then the
 // kinds that have a menu or the titles of the menu in quotes.
@@ -84,5 +84,12 @@ inline constexpr std::string_view kPairsBeforeStart = " pairs before --start lef
 inline constexpr std::string_view kPairsPastFrames = " pairs past --frames dropped";
 inline constexpr std::string_view kLinesDelayed =
     " lines began before the previous line's words were out; their words follow them";
+
+// `premoov captions dump`: why a caption sample or track was not read.
+inline constexpr std::string_view kCaptionSampleTooLarge =
+    "larger than any caption sample: ";  // then the limit
+inline constexpr std::string_view kCaptionSampleReadFailed = "its bytes could not be read";
+inline constexpr std::string_view kCaptionSampleLimitReached =
+    "stopped after the most samples read a track: ";  // then the count
 
 }  // namespace premoov

@@ -8,14 +8,9 @@
 
 #include "base/four_char_code.h"
 #include "movie/atom_tree.h"
+#include "movie/track_tables.h"
 
 namespace premoov {
-
-// Where one sample lies in the file.
-struct SamplePosition {
-  uint64_t offset = 0;  // from the start of the file
-  uint32_t size = 0;    // bytes
-};
 
 // What the atoms of one track say, for `premoov inspect`.
 struct TrackSummary {
@@ -32,8 +27,7 @@ struct TrackSummary {
 
 // One summary per 'trak' of the 'moov' among `atoms`, in file order. Sample positions come from
 // the chunk tables ('stsc', 'stsz', 'stco' or 'co64'); `bytes` are the bytes the atoms were parsed
-// from. Reads only what it needs of a table: the last sample of a long recording costs no walk
-// through every size.
+// from.
 std::vector<TrackSummary> summarizeTracks(std::span<const AtomNode> atoms,
                                           std::span<const uint8_t> bytes);
 

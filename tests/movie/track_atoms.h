@@ -1,0 +1,100 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "base/atom_writer.h"
+#include "base/byte_writer.h"
+
+namespace premoov::testing {
+
+// The atoms of one 'trak' that the sample table readers use, field by field, so that tests can
+// leave any out or break them.
+struct TrackAtoms {
+  uint32_t trackID = 4;
+  FourCC handler = FourCC("clcp");
+  FourCC format = FourCC("c708");
+  uint32_t timeScale = 30000;
+  uint32_t duration = 3003;
+  std::vector<std::array<uint32_t, 2>> timeToSample = {{3, 1001}};  // count, duration
+  uint32_t constantSize = 0;
+  uint32_t sampleCount = 0;       // when constantSize is not 0
+  std::vector<uint32_t> sizes{};  // when constantSize is 0
+  std::vector<std::array<uint32_t, 3>> sampleToChunk = {{1, 1, 1}};
+  std::vector<uint64_t> chunkOffsets{};
+  bool largeOffsets = false;
+  bool withStts = true;
+};
+
+inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
+  ByteWriter w;
+  {
+    AtomScope trak(w, FourCC("trak"));
+    {
+      AtomScope tkhd(w, FourCC("tkhd"), 0, 0xF);
+      w.zeros(8);  // creation and modification times
+      w.u32(t.trackID);
+      w.zeros(60);
+    }
+    AtomScope mdia(w, FourCC("mdia"));
+    {
+      AtomScope mdhd(w, FourCC("mdhd"), 0, 0);
+      w.zeros(8);
+      w.u32(t.timeScale);
+      w.u32(t.duration);
+      w.u32(0);  // language, quality
+    }
+    {
+      AtomScope hdlr(w, FourCC("hdlr"), 0, 0);
+      w.fourCC(FourCC("mhlr"));
+      w.fourCC(t.handler);
+      w.zeros(12);
+      w.u8(0);  // empty name
+    }
+    AtomScope minf(w, FourCC("minf"));
+    AtomScope stbl(w, FourCC("stbl"));
+    {
+      AtomScope stsd(w, FourCC("stsd"), 0, 0);
+      w.u32(1);
+      AtomScope entry(w, t.format);
+      w.zeros(6);
+      w.u16(1);  // data reference index
+    }
+    if (t.withStts) {
+      AtomScope stts(w, FourCC("stts"), 0, 0);
+      w.u32(static_cast<uint32_t>(t.timeToSample.size()));
+      for (const auto& [count, duration] : t.timeToSample) {
+        w.u32(count);
+        w.u32(duration);
+      }
+    }
+    {
+      AtomScope stsz(w, FourCC("stsz"), 0, 0);
+      w.u32(t.constantSize);
+      w.u32(t.constantSize != 0 ? t.sampleCount : static_cast<uint32_t>(t.sizes.size()));
+      if (t.constantSize == 0) {
+        for (uint32_t size : t.sizes) w.u32(size);
+      }
+    }
+    {
+      AtomScope stsc(w, FourCC("stsc"), 0, 0);
+      w.u32(static_cast<uint32_t>(t.sampleToChunk.size()));
+      for (const auto& entry : t.sampleToChunk) {
+        for (uint32_t field : entry) w.u32(field);
+      }
+    }
+    AtomScope offsets(w, t.largeOffsets ? FourCC("co64") : FourCC("stco"), 0, 0);
+    w.u32(static_cast<uint32_t>(t.chunkOffsets.size()));
+    for (uint64_t offset : t.chunkOffsets) {
+      if (t.largeOffsets) {
+        w.u64(offset);
+      } else {
+        w.u32(static_cast<uint32_t>(offset));
+      }
+    }
+  }  // the atoms' sizes are written as their scopes close
+  return w.take();
+}
+
+}  // namespace premoov::testing

@@ -1,0 +1,164 @@
+#include <cstdio>
+#include <string>
+
+#include "base/log.h"
+#include "captions/cea608_pair_names.h"
+#include "premoov/caption_tracks.h"
+#include "premoov/commands.h"
+
+namespace premoov {
+
+namespace {
+
+// "01:02:03.045" for a time in units of `timeScale`, milliseconds truncated; "--:--:--.---" when
+// unknown.
+std::string clockText(std::optional<uint64_t> time, uint32_t timeScale) {
+  if (!time || timeScale == 0) return "--:--:--.---";
+  const auto seconds = static_cast<unsigned long long>(*time / timeScale);
+  const auto ms = static_cast<unsigned long long>(*time % timeScale * 1000 / timeScale);
+  return stringWithFormat("%02llu:%02llu:%02llu.%03llu", seconds / 3600, seconds / 60 % 60,
+                          seconds % 60, ms);
+}
+
+// Where a sample lies: its time, its frame (its time in its own durations) and its number.
+std::string placeText(const CaptionTrackInfo& track, const CaptionTrackSample& sample) {
+  std::string text = clockText(sample.time, track.timeScale);
+  if (sample.time && sample.duration && *sample.duration != 0) {
+    text += " f" + std::to_string(*sample.time / *sample.duration);
+  }
+  text += " #" + std::to_string(sample.first);
+  if (sample.count > 1) text += "-" + std::to_string(sample.first + sample.count - 1);
+  return text + stringWithFormat(" @%llu", static_cast<unsigned long long>(sample.offset));
+}
+
+std::string cdpText(const CdpFields& cdp) {
+  std::string text = "cdp ";
+  const auto rate = cdpFrameRateName(cdp.frameRateCode);
+  text += rate ? *rate + " fps" : "rate " + std::to_string(cdp.frameRateCode) + "?";
+  text += " len " + std::to_string(cdp.length);
+  text += " seq " + std::to_string(cdp.headerSequence);
+  if (cdp.footerSequence && !cdp.countersAgree()) {
+    text += "/" + std::to_string(*cdp.footerSequence) + " (differ)";
+  }
+  if (cdp.timeCode) {
+    const CdpTimeCode& tc = *cdp.timeCode;
+    text += stringWithFormat(" tc %02u:%02u:%02u%c%02u", tc.hours, tc.minutes, tc.seconds,
+                             tc.dropFrame ? ';' : ':', tc.frames);
+  }
+  if (cdp.ccCount) text += " cc_count " + std::to_string(*cdp.ccCount);
+  text += " svcinfo ";
+  if (cdp.serviceInfo) {
+    text += std::to_string(cdp.serviceInfo->services.size());
+  } else {
+    text += cdp.svcinfoPresent ? "missing" : "no";
+  }
+  text += " checksum ";
+  text += cdp.checksumHolds ? (*cdp.checksumHolds ? "ok" : "bad") : "?";
+  size_t dtvcc = 0, dtvccValid = 0;
+  for (const CcTriplet& triplet : cdp.triplets) {
+    if (triplet.type < 2) continue;
+    ++dtvcc;
+    if (triplet.valid) ++dtvccValid;
+  }
+  text += " dtvcc " + std::to_string(dtvccValid) + "/" + std::to_string(dtvcc);
+  return text;
+}
+
+std::string pairText(const LineTwentyOnePair& pair) {
+  std::string text = stringWithFormat("f%u %02X %02X", pair.field, pair.bytes[0], pair.bytes[1]);
+  if (!pair.valid) return text + " invalid";
+  const Cea608PairName name = nameCea608Pair(pair.bytes[0], pair.bytes[1]);
+  if (!name.parityOk) text += " parity-error";
+  if (name.channel != 0) text += " CC" + std::to_string(name.channel + (pair.field == 2 ? 2 : 0));
+  return text + " " + name.text;
+}
+
+// Prints one line a sample, a line a track before and after its samples.
+class DumpPrinter final : public CaptionTrackVisitor {
+ public:
+  explicit DumpPrinter(std::ostream& out) : out_(out) {}
+
+  void beginTrack(const CaptionTrackInfo& track) override {
+    out_ << "track " << track.trackID << ": "
+         << (track.format ? track.format->toString() : std::string("no format")) << ", "
+         << track.sampleCount << " samples, time scale " << track.timeScale << ", duration "
+         << clockText(track.duration, track.timeScale) << '\n';
+  }
+
+  void sample(const CaptionTrackInfo& track, const CaptionTrackSample& sample) override {
+    // Blank samples come in long runs in a file extended before its recording: one line a run.
+    if (sample.blank) {
+      if (blankRun_ && blankRun_->first + blankRun_->count == sample.first) {
+        ++blankRun_->count;
+      } else {
+        flushBlankRun(track);
+        blankRun_ = sample;
+      }
+      return;
+    }
+    flushBlankRun(track);
+    std::string line = placeText(track, sample);
+    if (sample.missing) {
+      line += ": " + std::to_string(sample.count) + (sample.count == 1 ? " sample" : " samples") +
+              " missing, past the end of the file";
+    } else if (!sample.contents) {
+      line += " " + std::to_string(sample.size) + " B: unreadable, " + sample.unreadable;
+    } else {
+      const CaptionSampleContents& contents = *sample.contents;
+      line += " " + std::to_string(sample.size) + " B: ";
+      line += contents.cdp ? cdpText(*contents.cdp) : contents.format.toString();
+      for (const LineTwentyOnePair& pair : contents.pairs) line += " | " + pairText(pair);
+      for (const CaptionSampleProblem& problem : contents.problems) {
+        line += problem.isNote() ? " | note: " : " | error: ";
+        line += problem.message();
+      }
+    }
+    out_ << line << '\n';
+  }
+
+  void endTrack(const CaptionTrackInfo& track, const CaptionTrackEnd& end) override {
+    flushBlankRun(track);
+    out_ << "track " << track.trackID << ": " << end.samplesRead << " read, "
+         << end.samplesWithErrors << " with errors, " << end.samplesBlank << " blank, "
+         << end.samplesMissing << " missing";
+    if (!end.stoppedBecause.empty()) out_ << "; " << end.stoppedBecause;
+    out_ << '\n';
+  }
+
+ private:
+  void flushBlankRun(const CaptionTrackInfo& track) {
+    if (!blankRun_) return;
+    out_ << placeText(track, *blankRun_) << ": " << blankRun_->count
+         << (blankRun_->count == 1 ? " sample" : " samples") << " blank, all bytes zero\n";
+    blankRun_.reset();
+  }
+
+  std::ostream& out_;
+  std::optional<CaptionTrackSample> blankRun_;
+};
+
+}  // namespace
+
+int runCaptionsDumpCommand(const CaptionsDumpOptions& options, std::ostream& out,
+                           std::ostream& err) {
+  DumpPrinter printer(out);
+  CaptionReadOptions read;
+  if (options.sampleLimit) read.sampleLimit = *options.sampleLimit;
+  auto summary = readCaptionTracks(options.moviePath, printer, read);
+  if (!summary) {
+    err << summary.error() << '\n';
+    return kExitBadInput;
+  }
+  if (summary->captionTracks == 0) out << "no caption track\n";
+  for (const std::string& problem : summary->problems) {
+    err << options.moviePath << ": " << problem << '\n';
+  }
+  if (summary->samplesWithErrors != 0) {
+    err << options.moviePath << ": " << summary->samplesWithErrors
+        << " caption samples with errors\n";
+  }
+  return summary->problems.empty() && summary->samplesWithErrors == 0 ? kExitSuccess
+                                                                      : kExitBadInput;
+}
+
+}  // namespace premoov
