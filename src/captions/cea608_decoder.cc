@@ -1,7 +1,7 @@
 #include "captions/cea608_decoder.h"
 
+#include <algorithm>
 #include <bit>
-#include <limits>
 #include <span>
 
 namespace premoov {
@@ -40,8 +40,9 @@ std::vector<CaptionCue> CEA608Decoder::decodePair(const CEA608Pair& pair, const 
   std::vector<CaptionCue> cues;
   if (!last_) last_ = Capture{.text = {}, .shown = false, .time = time, .heldPopOn = false};
   // A byte with a parity error: when it is the second, the whole pair is dropped (a control code
-  // is sent twice, so its repeat still arrives); when only the first is wrong, that character
-  // shows as a solid block, as CEA-608 asks of a character received in error.
+  // is sent twice, so its repeat still arrives); when only the first is wrong, the pair is taken
+  // as characters and that one shows as a solid block, as CEA-608 asks of a character received
+  // in error.
   if (!hasOddParity(pair[1])) return cues;
   uint8_t first = pair[0] & 0x7F;
   const uint8_t second = pair[1] & 0x7F;

@@ -3,6 +3,7 @@
 29.97 drop-frame timecode, as a recording carries one pair a frame.
 
     tests/captions/data/make_scc.py DIR
+    tests/captions/data/make_scc.py --fuzz-seeds DIR    (the decoder fuzzer's seeds)
 
 A script is a list of steps: a command name (sent twice, as streams do), a name with "!" (sent
 once), "P<row>" or "P<row>.<indent>" (a preamble address, twice), "#xxxx" (one word as given,
@@ -63,19 +64,34 @@ def words(script):
                 yield (text[i], text[i + 1] if i + 1 < len(text) else 0)
 
 
-def scc(script):
+def timed_words(script):
+    """(frame, first byte, second byte) of each word, parity included."""
     frame = 0
-    lines = ['Scenarist_SCC V1.0', '']
     for word in words(script):
         if word[0] == 'jump':
             frame = word[1]
             continue
         if word[0] == 'raw':
-            first, second = word[1]
+            yield (frame,) + word[1]
         else:
-            first, second = with_parity(word[0]), with_parity(word[1])
-        lines += ['%s\t%02x%02x' % (drop_frame_timecode(frame), first, second), '']
+            yield frame, with_parity(word[0]), with_parity(word[1])
         frame += 1
+
+
+def fuzz_seed(script):
+    """Records of the decoder fuzzer: the pair, then the frames since the pair before."""
+    seed = bytearray()
+    last = 0
+    for frame, first, second in timed_words(script):
+        seed += bytes([first, second, min(frame - last, 255)])
+        last = frame
+    return bytes(seed)
+
+
+def scc(script):
+    lines = ['Scenarist_SCC V1.0', '']
+    for frame, first, second in timed_words(script):
+        lines += ['%s\t%02x%02x' % (drop_frame_timecode(frame), first, second), '']
     return '\n'.join(lines)
 
 
@@ -162,6 +178,11 @@ FILES = {
 }
 
 if __name__ == '__main__':
-    out = Path(sys.argv[1])
-    for name, script in FILES.items():
-        (out / name).write_text(scc(script) + '\n')
+    if sys.argv[1] == '--fuzz-seeds':
+        out = Path(sys.argv[2])
+        for name, script in FILES.items():
+            (out / name.replace('.scc', '.pairs')).write_bytes(fuzz_seed(script))
+    else:
+        out = Path(sys.argv[1])
+        for name, script in FILES.items():
+            (out / name).write_text(scc(script) + '\n')
