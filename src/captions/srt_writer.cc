@@ -22,7 +22,15 @@ std::string srtFromCues(std::span<const CaptionCue> cues) {
   for (const CaptionCue& cue : cues) {
     srt += std::to_string(++number) + '\n';
     srt += srtTimestamp(cue.start) + " --> " + srtTimestamp(cue.end) + '\n';
-    srt += cue.text + "\n\n";
+    // A blank line would end the caption for SubRip readers: blank rows are left out.
+    size_t at = 0;
+    while (at <= cue.text.size()) {
+      size_t end = cue.text.find('\n', at);
+      if (end == std::string::npos) end = cue.text.size();
+      if (end > at) srt.append(cue.text, at, end - at).push_back('\n');
+      at = end + 1;
+    }
+    srt += '\n';
   }
   return srt;
 }

@@ -13,7 +13,7 @@ namespace premoov {
 std::string srtTimestamp(const CMTime& time);
 
 // Captions as a SubRip file: each numbered from 1, then "start --> end", its text (rows on lines
-// of their own) and a blank line.
+// of their own, blank rows left out) and a blank line.
 std::string srtFromCues(std::span<const CaptionCue> cues);
 
 }  // namespace premoov

@@ -209,6 +209,21 @@ TEST(CEA608DecoderTest, RollUpRowsRollUpFromTheRowOfThePreamble) {
   EXPECT_EQ(stream.cues[1].text, "b");
 }
 
+TEST(CEA608DecoderTest, ABlankRowRolledUpIsNotInUse) {
+  Stream stream;
+  stream.control(kRU2);
+  stream.control(kRow15);
+  stream.text("a");
+  stream.control(kCR);
+  stream.control(kDER);  // nothing typed on the new row
+  stream.control(kCR);
+  stream.text("b");
+  stream.control(kCR);
+  ASSERT_EQ(stream.cues.size(), 3u);
+  EXPECT_EQ(stream.cues[1].text, "a");
+  EXPECT_EQ(stream.cues[2].text, "b");
+}
+
 TEST(CEA608DecoderTest, AStreamWithoutAStyleCommandRollsUpTwoRows) {
   Stream stream;
   for (const char* line : {"x", "y", "z"}) {

@@ -51,6 +51,22 @@ TEST(SrtWriterTest, CuesAreNumberedFromOneWithABlankLineAfterEach) {
             "\n");
 }
 
+TEST(SrtWriterTest, BlankRowsAreLeftOutSoTheyDoNotEndTheCaption) {
+  const std::vector<CaptionCue> cues{
+      {CMTimeMake(0, 1), CMTimeMake(1, 1), "\ntop\n\nbottom\n"},
+      {CMTimeMake(1, 1), CMTimeMake(2, 1), ""},
+  };
+  EXPECT_EQ(srtFromCues(cues),
+            "1\n"
+            "00:00:00,000 --> 00:00:01,000\n"
+            "top\n"
+            "bottom\n"
+            "\n"
+            "2\n"
+            "00:00:01,000 --> 00:00:02,000\n"
+            "\n");
+}
+
 TEST(SrtWriterTest, NoCuesMakeAnEmptyFile) { EXPECT_EQ(srtFromCues({}), ""); }
 
 }  // namespace

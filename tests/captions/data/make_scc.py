@@ -69,6 +69,8 @@ def timed_words(script):
     frame = 0
     for word in words(script):
         if word[0] == 'jump':
+            if word[1] < frame:
+                raise ValueError('frame %d is already past %d' % (frame, word[1]))
             frame = word[1]
             continue
         if word[0] == 'raw':
