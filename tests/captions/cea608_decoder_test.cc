@@ -353,6 +353,19 @@ TEST(CEA608DecoderTest, AMidRowCodeSetsThePenAndTakesASpace) {
   EXPECT_EQ(onlyText(stream), "ab cd ");
 }
 
+TEST(CEA608DecoderTest, ABlackForegroundCodeIsAMidRowCode) {
+  Stream stream;
+  stream.control(kRCL);
+  stream.control(kRow15);
+  stream.text("ab");
+  stream.control({0x17, 0x2F});  // black, underlined
+  EXPECT_EQ(stream.decoder.pen(), (CEA608Decoder::Pen{CEA608Decoder::Colour::black, false, true}));
+  stream.control({0x14, 0x22});  // alarm off: no text
+  stream.text("cd");
+  stream.control(kEOC);
+  EXPECT_EQ(onlyText(stream), "ab cd");
+}
+
 TEST(CEA608DecoderTest, TabOffsetsMoveOnBySpaces) {
   Stream stream;
   stream.control(kRCL);
