@@ -29,6 +29,12 @@ struct CaptionCue {
 // - roll-up and paint-on: each carriage return and each erase of the display answers what was on
 //   display then, timed from the change before it;
 // - at the end of the stream, `finish()` answers the pop-on caption still on display.
+// Where FFmpeg's decoder departs from CEA-608 in ways that change the text, CEA-608 is followed:
+// a third identical control pair counts again; the second channel's pairs are not shown;
+// backspace and erase of non-displayed memory act; text-mode data is not shown; an erased or
+// rolled-off row holds nothing (FFmpeg can show characters left behind); a change to roll-up
+// or paint-on style ends a pop-on caption on display; a carriage return in pop-on style leaves
+// the display alone; the first caption is timed from the stream's first pair rather than zero.
 // Memory is fixed (two caption memories of 15 rows of 32 columns) whatever the input.
 class CEA608Decoder {
  public:
