@@ -123,8 +123,11 @@ void CEA608Decoder::actOnMiscellaneous(uint8_t second, const CMTime& time,
     case 0x27:
       if (style_ == Style::popOn || style_ == Style::paintOn) {
         // Entering roll-up from another style erases both memories (and so ends what was on
-        // display).
-        captureDisplay(time, cues);
+        // display). An empty display does not change: the caption to come is timed from the
+        // change that emptied it.
+        if (style_ == Style::popOn ? popOnCaptionOnDisplay() : displayShowsText()) {
+          captureDisplay(time, cues);
+        }
         memories_ = {};
       }
       style_ = Style::rollUp;
@@ -132,7 +135,7 @@ void CEA608Decoder::actOnMiscellaneous(uint8_t second, const CMTime& time,
       break;
     case 0x29:  // resume direct captioning
       // A pop-on caption on display ends as painting begins.
-      if (style_ == Style::popOn) captureDisplay(time, cues);
+      if (style_ == Style::popOn && popOnCaptionOnDisplay()) captureDisplay(time, cues);
       style_ = Style::paintOn;
       break;
     case 0x2A:  // text restart
@@ -258,10 +261,17 @@ CEA608Decoder::Memory& CEA608Decoder::writingMemory() {
   return style_ == Style::popOn ? memories_[1 - displayed_] : memories_[displayed_];
 }
 
+bool CEA608Decoder::displayShowsText() const {
+  const Memory& display = memories_[displayed_];
+  return std::any_of(display.begin(), display.end(), [](const Row& row) { return row.inUse; });
+}
+
+bool CEA608Decoder::popOnCaptionOnDisplay() const {
+  return last_ && last_->heldPopOn && last_->shown;
+}
+
 void CEA608Decoder::captureDisplay(const CMTime& time, std::vector<CaptionCue>& cues) {
-  const Memory& display = displayedMemory();
-  bool shown = false;
-  for (const Row& row : display) shown = shown || row.inUse;
+  const bool shown = displayShowsText();
   Capture capture{.text = displayText(), .shown = shown, .time = time, .heldPopOn = false};
   if (style_ == Style::popOn) {
     // A pop-on caption is complete once on display; it is answered when it leaves it.

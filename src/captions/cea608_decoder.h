@@ -105,6 +105,10 @@ class CEA608Decoder {
   // Takes the display's text at `time` and answers the caption that this change completes.
   void captureDisplay(const CMTime& time, std::vector<CaptionCue>& cues);
   std::string displayText() const;
+  // Roll-up and paint-on show their displayed memory; a pop-on caption is held from the moment
+  // it goes on display, its memory already blank.
+  bool displayShowsText() const;
+  bool popOnCaptionOnDisplay() const;
 
   std::array<Memory, 2> memories_{};
   int displayed_ = 0;

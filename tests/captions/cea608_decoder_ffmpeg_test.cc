@@ -168,8 +168,8 @@ INSTANTIATE_TEST_SUITE_P(Styles, CEA608DecoderFFmpegTest,
                          ::testing::Values(std::pair{"pop_on.scc", size_t{8}},
                                            std::pair{"roll_up.scc", size_t{12}},
                                            std::pair{"paint_on.scc", size_t{4}}),
-                         [](const auto& info) {
-                           std::string name = info.param.first;
+                         [](const auto& test) {
+                           std::string name = test.param.first;
                            return name.substr(0, name.find('.'));
                          });
 

@@ -269,6 +269,35 @@ TEST(CEA608DecoderTest, RollUpAfterPopOnEndsThePopOnCaption) {
   EXPECT_EQ(stream.decoder.finish(), std::nullopt);
 }
 
+// The display emptied by the erase stays empty as roll-up begins: the first roll-up caption is
+// timed from the erase, as FFmpeg times it.
+TEST(CEA608DecoderTest, RollUpAfterAnErasedPopOnCaptionIsTimedFromTheErase) {
+  Stream stream;
+  stream.popOn("shown");  // EOC at 7
+  stream.skipTo(20);
+  stream.control(kEDM);  // 20
+  stream.skipTo(50);
+  stream.control(kRU2);
+  stream.control(kRow15);
+  stream.text("rolled");  // 54 to 56
+  stream.control(kCR);    // 57
+  EXPECT_EQ(stream.cues, (std::vector<CaptionCue>{cue(7, 20, "shown"), cue(20, 57, "rolled")}));
+}
+
+// Likewise for paint-on after an erased pop-on caption.
+TEST(CEA608DecoderTest, PaintOnAfterAnErasedPopOnCaptionIsTimedFromTheErase) {
+  Stream stream;
+  stream.popOn("shown");  // EOC at 7
+  stream.skipTo(20);
+  stream.control(kEDM);  // 20
+  stream.skipTo(50);
+  stream.control(kRDC);
+  stream.control(kRow15);
+  stream.text("painted");  // 54 to 57
+  stream.control(kEDM);    // 58
+  EXPECT_EQ(stream.cues, (std::vector<CaptionCue>{cue(7, 20, "shown"), cue(20, 58, "painted")}));
+}
+
 TEST(CEA608DecoderTest, ASecondIdenticalControlPairIsSkippedAndAThirdCountsAgain) {
   Stream stream;
   stream.control(kRCL);

@@ -1,8 +1,12 @@
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "base/log.h"
+#include "captions/cea608_decoder.h"
 #include "captions/cea608_pair_names.h"
+#include "captions/srt_writer.h"
 #include "premoov/caption_tracks.h"
 #include "premoov/commands.h"
 
@@ -137,10 +141,54 @@ class DumpPrinter final : public CaptionTrackVisitor {
   std::optional<CaptionTrackSample> blankRun_;
 };
 
+// The CC1 captions of the first caption track, as SubRip.
+int printSubRip(const CaptionsDumpOptions& options, std::ostream& out, std::ostream& err) {
+  CEA608Decoder decoder;
+  std::vector<CaptionCue> cues;
+  std::optional<uint32_t> decodedTrack;
+  bool otherTracks = false;
+  CaptionReadOptions read;
+  if (options.sampleLimit) read.sampleLimit = *options.sampleLimit;
+  auto summary = forEachField1Pair(
+      options.moviePath,
+      [&](const TimedField1Pair& pair) {
+        if (!decodedTrack) decodedTrack = pair.trackID;
+        if (pair.trackID != *decodedTrack) {
+          otherTracks = true;
+          return;
+        }
+        for (CaptionCue& cue : decoder.decodePair(pair.bytes, pair.time)) {
+          cues.push_back(std::move(cue));
+        }
+      },
+      read);
+  if (!summary) {
+    err << summary.error() << '\n';
+    return kExitBadInput;
+  }
+  if (auto last = decoder.finish()) cues.push_back(std::move(*last));
+  out << srtFromCues(cues);
+  if (summary->captionTracks == 0) err << options.moviePath << ": no caption track\n";
+  if (otherTracks) {
+    err << options.moviePath << ": only the captions of track " << *decodedTrack
+        << " are decoded\n";
+  }
+  for (const std::string& problem : summary->problems) {
+    err << options.moviePath << ": " << problem << '\n';
+  }
+  if (summary->samplesWithErrors != 0) {
+    err << options.moviePath << ": " << summary->samplesWithErrors
+        << " caption samples with errors\n";
+  }
+  return summary->problems.empty() && summary->samplesWithErrors == 0 ? kExitSuccess
+                                                                      : kExitBadInput;
+}
+
 }  // namespace
 
 int runCaptionsDumpCommand(const CaptionsDumpOptions& options, std::ostream& out,
                            std::ostream& err) {
+  if (options.srt) return printSubRip(options, out, err);
   DumpPrinter printer(out);
   CaptionReadOptions read;
   if (options.sampleLimit) read.sampleLimit = *options.sampleLimit;

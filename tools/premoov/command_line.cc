@@ -110,6 +110,10 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   CLI::Option* captionsLimitOption = captionsDumpCommand->add_option(
       "--limit", captionsLimit,
       "Read at most this many samples a track (default: a day at 60 fps).");
+  captionsDumpCommand->add_flag(
+      "--srt", captionsDump.srt,
+      "Print the CC1 captions of the first caption track as SubRip instead, decoded from its "
+      "line-21 field-1 pairs (pop-on, roll-up and paint-on).");
   captionsDumpCommand->footer(kCaptionsDumpFormat);
   CaptionsSccOptions scc;
   int64_t sccFrames = 0;

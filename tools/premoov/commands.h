@@ -57,10 +57,12 @@ int runInspectCommand(const std::string& moviePath, std::ostream& out, std::ostr
 struct CaptionsDumpOptions {
   std::string moviePath{};
   std::optional<uint64_t> sampleLimit{};  // the most samples read a track
+  bool srt = false;                       // the CC1 text as SubRip instead
 };
-// `premoov captions dump FILE.mov [--limit N]`: every sample of every caption track, one line
-// each (the line format is in the command's help). Exits 0 when every sample present reads
-// without error, 1 when the file, a table or a sample is bad.
+// `premoov captions dump FILE.mov [--limit N] [--srt]`: every sample of every caption track, one
+// line each (the line format is in the command's help); with --srt, the CC1 captions of the first
+// caption track decoded to SubRip (pop-on, roll-up and paint-on). Exits 0 when every sample present
+// reads without error, 1 when the file, a table or a sample is bad.
 int runCaptionsDumpCommand(const CaptionsDumpOptions& options, std::ostream& out,
                            std::ostream& err);
 
