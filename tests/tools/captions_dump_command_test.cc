@@ -149,6 +149,18 @@ TEST_F(CaptionsDumpCommandTest, HandsTheField1PairsToADecoderInOrder) {
   EXPECT_EQ(pairs[2].second, (CEA608Pair{0xC1, 0xC2}));
 }
 
+// The pop-on caption "AB" goes on display at its end-of-caption (frame 3) and stays to the end:
+// it lasts as long as the change before it (from the first pair, frame 0).
+TEST_F(CaptionsDumpCommandTest, DecodesTheCC1CaptionsToSubRip) {
+  record();
+  std::ostringstream out, err;
+  EXPECT_EQ(runCaptionsDumpCommand({.moviePath = movie_.path(), .srt = true}, out, err),
+            kExitBadInput)
+      << "sample 6 has a wrong checksum";
+  EXPECT_EQ(out.str(), "1\n00:00:00,100 --> 00:00:00,200\nAB\n\n");
+  EXPECT_EQ(err.str(), movie_.path() + ": 1 caption samples with errors\n");
+}
+
 TEST_F(CaptionsDumpCommandTest, RefusesAFileThatIsNoMovie) {
   movie_.write("no movie here");
   std::string err;
