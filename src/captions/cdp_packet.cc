@@ -4,14 +4,11 @@
 #include <numeric>
 
 #include "base/byte_writer.h"
+#include "captions/cdp_layout.h"
 
 namespace premoov {
 namespace {
 
-constexpr uint16_t kCdpIdentifier = 0x9669;
-constexpr uint8_t kCcdataId = 0x72;
-constexpr uint8_t kCcsvcinfoId = 0x73;
-constexpr uint8_t kCdpFooterId = 0x74;
 // time_code_present 0; ccdata_present, svcinfo_present, svc_info_start, svc_info_change,
 // svc_info_complete, caption_service_active and the reserved bit 1.
 constexpr uint8_t kCdpFlags = 0x7F;

@@ -5,16 +5,12 @@
 
 #include "base/byte_reader.h"
 #include "base/log.h"
+#include "captions/cdp_layout.h"
 
 namespace premoov {
 
 namespace {
 
-constexpr uint16_t kCdpIdentifier = 0x9669;
-constexpr uint8_t kTimeCodeSectionId = 0x71;
-constexpr uint8_t kCcdataId = 0x72;
-constexpr uint8_t kCcsvcinfoId = 0x73;
-constexpr uint8_t kCdpFooterId = 0x74;
 // cdp_future_section ids: each says its own length in the byte after the id.
 constexpr uint8_t kFirstFutureSectionId = 0x75;
 constexpr uint8_t kLastFutureSectionId = 0xEF;

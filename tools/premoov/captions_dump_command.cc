@@ -141,6 +141,16 @@ class DumpPrinter final : public CaptionTrackVisitor {
   std::optional<CaptionTrackSample> blankRun_;
 };
 
+// Names what was wrong with the movie's atoms and samples; answers the exit code.
+int reportProblems(const std::string& moviePath, const CaptionReadSummary& summary,
+                   std::ostream& err) {
+  for (const std::string& problem : summary.problems) err << moviePath << ": " << problem << '\n';
+  if (summary.samplesWithErrors != 0) {
+    err << moviePath << ": " << summary.samplesWithErrors << " caption samples with errors\n";
+  }
+  return summary.problems.empty() && summary.samplesWithErrors == 0 ? kExitSuccess : kExitBadInput;
+}
+
 // The CC1 captions of the first caption track, as SubRip.
 int printSubRip(const CaptionsDumpOptions& options, std::ostream& out, std::ostream& err) {
   CEA608Decoder decoder;
@@ -173,15 +183,7 @@ int printSubRip(const CaptionsDumpOptions& options, std::ostream& out, std::ostr
     err << options.moviePath << ": only the captions of track " << *decodedTrack
         << " are decoded\n";
   }
-  for (const std::string& problem : summary->problems) {
-    err << options.moviePath << ": " << problem << '\n';
-  }
-  if (summary->samplesWithErrors != 0) {
-    err << options.moviePath << ": " << summary->samplesWithErrors
-        << " caption samples with errors\n";
-  }
-  return summary->problems.empty() && summary->samplesWithErrors == 0 ? kExitSuccess
-                                                                      : kExitBadInput;
+  return reportProblems(options.moviePath, *summary, err);
 }
 
 }  // namespace
@@ -198,15 +200,7 @@ int runCaptionsDumpCommand(const CaptionsDumpOptions& options, std::ostream& out
     return kExitBadInput;
   }
   if (summary->captionTracks == 0) out << "no caption track\n";
-  for (const std::string& problem : summary->problems) {
-    err << options.moviePath << ": " << problem << '\n';
-  }
-  if (summary->samplesWithErrors != 0) {
-    err << options.moviePath << ": " << summary->samplesWithErrors
-        << " caption samples with errors\n";
-  }
-  return summary->problems.empty() && summary->samplesWithErrors == 0 ? kExitSuccess
-                                                                      : kExitBadInput;
+  return reportProblems(options.moviePath, *summary, err);
 }
 
 }  // namespace premoov
