@@ -4,9 +4,12 @@
 #include <atomic>
 #include <cstdint>
 #include <span>
+#include <vector>
 
+#include "base/ns_range.h"
 #include "media/cm_time.h"
 #include "media/core_media.h"
+#include "media/core_video.h"
 
 namespace premoov {
 
@@ -21,9 +24,17 @@ extern std::atomic<int32_t> gCEA708PacketCounter;
 // A CEA-608 byte pair as sent on line 21, parity bits included.
 using CEA608Pair = std::array<uint8_t, 2>;
 
-// The caption operations: timing per frame rate, and caption samples of one video frame each.
+// The caption operations: timing per frame rate, and caption samples of one video frame each
+// (class operations); line-21 captions drawn into and read from video frames (an instance).
 class ZPRCCUtilities {
  public:
+  // init: the three pixel runs made, no lines buffer and no transfer session yet. The calls that
+  // make pictures and samples go through `video` and `media`.
+  explicit ZPRCCUtilities(CoreVideo& video = defaultCoreVideo(),
+                          CoreMedia& media = defaultCoreMedia());
+  ZPRCCUtilities(const ZPRCCUtilities&) = delete;
+  ZPRCCUtilities& operator=(const ZPRCCUtilities&) = delete;
+
   // Caption timing per video frame duration: the numbers every caption sample depends on. Only
   // the duration's value and timescale are read.
   // The CEA-708 cdp_frame_rate code, 1 (23.976) to 8 (60); 0 for any other rate.
@@ -106,6 +117,52 @@ class ZPRCCUtilities {
   static std::span<const uint8_t> dataWith708G2Character(uint8_t code);
   // dataWith708G3Character: — 0xA0, the caption logo.
   static std::span<const uint8_t> dataWith708G3Character(uint8_t code);
+
+  // Line-21 captions in the top three rows of a frame, composed in a three-row 'BGRA' lines
+  // buffer as wide as the frame and converted to and from the frame's format by a transfer
+  // session. An instance serves one video stream from one thread.
+
+  // generateCEA608RunIn: the 274-pixel run-in (1096 bytes of 'BGRA').
+  static std::vector<uint8_t> generateCEA608RunIn();
+  // generateCEA608BitWithValue: — one 27-pixel bit (108 bytes): high for nonzero, else black.
+  static std::vector<uint8_t> generateCEA608BitWithValue(int8_t value);
+  // updateCEA608PixelTransferSessionAndPixelBufferWithWidth:
+  // Makes the lines buffer anew when the width changes (a NaN always counts as a change), and the
+  // transfer session once.
+  void updateCEA608PixelTransferSessionAndPixelBufferWithWidth(float width);
+  // overlayCEA608FromBlockBuffer:videoPixelBuffer:
+  // Draws the block's first two bytes (parity already in bit 7) into row 1 of the frame, the null
+  // pair into row 2, black into row 0. Any failure leaves the frame as it was.
+  void overlayCEA608FromBlockBuffer(const CMBlockBufferRef& blockBuffer,
+                                    const CVPixelBufferRef& videoPixelBuffer);
+  // pixelBufferWithRows:fromSampleBuffer:
+  // A picture that wraps `rows` of the sample's frame without copying them, or nothing.
+  CVPixelBufferRef pixelBufferWithRows(NSRange rows, const CMSampleBufferRef& fromSampleBuffer);
+  // createClosedCaptionSampleFromCEA608VideoSampleBuffer:
+  // A "c608" sample of the four bytes read from rows 1 and 2 of the frame, with the frame's
+  // timing, or nothing. The second byte of the caption row and the first of the null row share
+  // the second byte of the sample (ORed), the null row's second byte is the third, the fourth is
+  // zero; parity bits are kept as read.
+  CMSampleBufferRef createClosedCaptionSampleFromCEA608VideoSampleBuffer(
+      const CMSampleBufferRef& videoSampleBuffer);
+
+  // The instance's state, for tests and tools that check it.
+  const CVPixelBufferRef& cea608LinesPixelBuffer() const { return cea608LinesPixelBuffer_; }
+  const VTPixelTransferSessionRef& transferSession() const { return transferSession_; }
+  float cea608PixelBufferWidth() const { return cea608PixelBufferWidth_; }
+
+ private:
+  void drawCEA608Rows(uint8_t* base, size_t bytesPerRow, uint8_t first, uint8_t second) const;
+  void transferRowsIntoFrame(const CVPixelBufferRef& videoPixelBuffer);
+
+  CoreVideo& video_;
+  CoreMedia& media_;
+  VTPixelTransferSessionRef transferSession_;
+  CVPixelBufferRef cea608LinesPixelBuffer_;
+  float cea608PixelBufferWidth_ = 0;
+  std::vector<uint8_t> cea608RunInData_;
+  std::vector<uint8_t> cea608BitOnOneData_;
+  std::vector<uint8_t> cea608BitOnZeroData_;
 };
 
 }  // namespace premoov

@@ -57,6 +57,22 @@ OSStatus CoreMedia::CMSampleBufferCreate(const CMBlockBufferRef& dataBuffer,
   return 0;
 }
 
+OSStatus CoreMedia::CMSampleBufferCreateReadyWithImageBuffer(const CVPixelBufferRef& imageBuffer,
+                                                             const CMFormatDescriptionRef& format,
+                                                             const CMSampleTimingInfo* timing,
+                                                             CMSampleBufferRef* sampleBufferOut) {
+  if (!sampleBufferOut) return kCMSampleBufferError_RequiredParameterMissing;
+  sampleBufferOut->reset();
+  if (!imageBuffer || !format) return kCMSampleBufferError_RequiredParameterMissing;
+  std::vector<CMSampleTimingInfo> timings;
+  if (timing) timings.push_back(*timing);
+  auto sample = std::make_shared<CMSampleBuffer>(nullptr, format, 1, std::move(timings),
+                                                 std::vector<size_t>{});
+  sample->setImageBuffer(imageBuffer);
+  *sampleBufferOut = std::move(sample);
+  return 0;
+}
+
 CoreMedia& defaultCoreMedia() {
   static CoreMedia coreMedia;
   return coreMedia;
@@ -89,6 +105,20 @@ CMBlockBufferRef CMSampleBufferGetDataBuffer(const CMSampleBufferRef& sample) {
 
 CMFormatDescriptionRef CMSampleBufferGetFormatDescription(const CMSampleBufferRef& sample) {
   return sample ? sample->formatDescription() : nullptr;
+}
+
+CVPixelBufferRef CMSampleBufferGetImageBuffer(const CMSampleBufferRef& sample) {
+  return sample ? sample->imageBuffer() : nullptr;
+}
+
+OSStatus CMSampleBufferGetSampleTimingInfo(const CMSampleBufferRef& sample, CMItemCount index,
+                                           CMSampleTimingInfo* timingOut) {
+  if (!sample || !timingOut) return kCMSampleBufferError_RequiredParameterMissing;
+  const auto& timing = sample->timing();
+  if (timing.empty()) return kCMSampleBufferError_BufferHasNoSampleTimingInfo;
+  if (index < 0 || index >= sample->numSamples()) return kCMSampleBufferError_SampleIndexOutOfRange;
+  *timingOut = timing.size() == 1 ? timing.front() : timing[static_cast<size_t>(index)];
+  return 0;
 }
 
 CMItemCount CMSampleBufferGetNumSamples(const CMSampleBufferRef& sample) {

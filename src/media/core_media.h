@@ -8,6 +8,7 @@
 
 #include "base/four_char_code.h"
 #include "media/cm_time.h"
+#include "media/pixel_buffer.h"
 
 namespace premoov {
 
@@ -30,6 +31,8 @@ inline constexpr OSStatus kCMSampleBufferError_AllocationFailed = -12730;
 inline constexpr OSStatus kCMSampleBufferError_RequiredParameterMissing = -12731;
 inline constexpr OSStatus kCMSampleBufferError_ArrayTooSmall = -12737;
 inline constexpr OSStatus kCMSampleBufferError_InvalidEntryCount = -12738;
+inline constexpr OSStatus kCMSampleBufferError_BufferHasNoSampleTimingInfo = -12736;
+inline constexpr OSStatus kCMSampleBufferError_SampleIndexOutOfRange = -12734;
 
 class CMFormatDescription {
  public:
@@ -77,6 +80,9 @@ class CMSampleBuffer {
   CMItemCount numSamples() const { return samples_; }
   const std::vector<CMSampleTimingInfo>& timing() const { return timing_; }
   const std::vector<size_t>& sizes() const { return sizes_; }
+  // The picture of a video sample (nothing for other samples).
+  const CVPixelBufferRef& imageBuffer() const { return imageBuffer_; }
+  void setImageBuffer(CVPixelBufferRef imageBuffer) { imageBuffer_ = std::move(imageBuffer); }
 
  private:
   CMBlockBufferRef dataBuffer_;
@@ -84,6 +90,7 @@ class CMSampleBuffer {
   CMItemCount samples_;
   std::vector<CMSampleTimingInfo> timing_;
   std::vector<size_t> sizes_;
+  CVPixelBufferRef imageBuffer_;
 };
 using CMSampleBufferRef = std::shared_ptr<CMSampleBuffer>;
 
@@ -113,6 +120,12 @@ class CoreMedia {
                                         std::span<const CMSampleTimingInfo> timing,
                                         std::span<const size_t> sizes,
                                         CMSampleBufferRef* sampleBufferOut);
+  // CMSampleBufferCreateReadyWithImageBuffer: one video sample holding `imageBuffer`, timed by
+  // `timing` (nullptr: a sample without timing).
+  virtual OSStatus CMSampleBufferCreateReadyWithImageBuffer(const CVPixelBufferRef& imageBuffer,
+                                                            const CMFormatDescriptionRef& format,
+                                                            const CMSampleTimingInfo* timing,
+                                                            CMSampleBufferRef* sampleBufferOut);
 };
 
 // The real implementation, shared by the process.
@@ -128,6 +141,11 @@ OSStatus CMBlockBufferCopyDataBytes(const CMBlockBufferRef& buffer, size_t offse
                                     std::span<uint8_t> destination);
 CMBlockBufferRef CMSampleBufferGetDataBuffer(const CMSampleBufferRef& sample);
 CMFormatDescriptionRef CMSampleBufferGetFormatDescription(const CMSampleBufferRef& sample);
+CVPixelBufferRef CMSampleBufferGetImageBuffer(const CMSampleBufferRef& sample);
+// CMSampleBufferGetSampleTimingInfo: the timing of sample `index` (the one entry, when one
+// stands for all); a status when the buffer has no timing or no such sample.
+OSStatus CMSampleBufferGetSampleTimingInfo(const CMSampleBufferRef& sample, CMItemCount index,
+                                           CMSampleTimingInfo* timingOut);
 CMItemCount CMSampleBufferGetNumSamples(const CMSampleBufferRef& sample);
 size_t CMSampleBufferGetTotalSampleSize(const CMSampleBufferRef& sample);
 // The first sample's times (caption samples hold one sample each); kCMTimeInvalid when the

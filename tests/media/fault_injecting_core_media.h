@@ -44,6 +44,15 @@ class FaultInjectingCoreMedia : public CoreMedia {
                                            sampleBufferOut);
   }
 
+  OSStatus CMSampleBufferCreateReadyWithImageBuffer(const CVPixelBufferRef& imageBuffer,
+                                                    const CMFormatDescriptionRef& format,
+                                                    const CMSampleTimingInfo* timing,
+                                                    CMSampleBufferRef* sampleBufferOut) override {
+    if (failing.count("CMSampleBufferCreateReadyWithImageBuffer")) return fail(sampleBufferOut);
+    return CoreMedia::CMSampleBufferCreateReadyWithImageBuffer(imageBuffer, format, timing,
+                                                               sampleBufferOut);
+  }
+
  private:
   template <typename Ref>
   OSStatus fail(Ref* out) {
