@@ -1,12 +1,18 @@
 #include "media/core_video.h"
 
 #include <exception>
-#include <limits>
 #include <vector>
 
 #include "media/pixel_formats.h"
 
 namespace premoov {
+namespace {
+
+// Far beyond any frame a recorder feeds (an 8K frame of 16-bit RGBA is 265 MB); a size past it is
+// a mistake, refused before any memory is asked for.
+constexpr size_t kLargestPictureBytes = size_t{1} << 32;
+
+}  // namespace
 
 CVReturn CoreVideo::CVPixelBufferCreate(size_t width, size_t height, FourCC format,
                                         CVPixelBufferRef* pixelBufferOut) {
@@ -14,7 +20,7 @@ CVReturn CoreVideo::CVPixelBufferCreate(size_t width, size_t height, FourCC form
   pixelBufferOut->reset();
   if (!isSupportedPixelFormat(format)) return kCVReturnInvalidPixelFormat;
   const auto rowBytes = minimumBytesPerRow(format, width);
-  if (!rowBytes || height == 0 || height > std::numeric_limits<size_t>::max() / *rowBytes) {
+  if (!rowBytes || height == 0 || height > kLargestPictureBytes / *rowBytes) {
     return kCVReturnInvalidSize;
   }
   try {

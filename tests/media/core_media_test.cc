@@ -5,7 +5,9 @@
 #include <array>
 #include <cstdint>
 
+#include "media/core_video.h"
 #include "media/fault_injecting_core_media.h"
+#include "media/pixel_formats.h"
 
 namespace premoov {
 namespace {
@@ -106,6 +108,54 @@ TEST(CoreMediaTest, AFaultInjectingStandInFailsTheCallsItNamesAndMakesNothing) {
   CMFormatDescriptionRef format;
   EXPECT_EQ(media.CMFormatDescriptionCreate(FourCC("clcp"), FourCC("c608"), &format), 0);
   EXPECT_NE(format, nullptr);
+}
+
+}  // namespace
+}  // namespace premoov
+
+namespace premoov {
+namespace {
+
+TEST(CoreMediaTest, AVideoSampleHoldsItsPictureAndItsOneTiming) {
+  CVPixelBufferRef picture;
+  ASSERT_EQ(defaultCoreVideo().CVPixelBufferCreate(4, 3, kCVPixelFormatType_422YpCbCr8, &picture),
+            0);
+  CMFormatDescriptionRef format;
+  ASSERT_EQ(defaultCoreMedia().CMFormatDescriptionCreate(FourCC("vide"), FourCC("2vuy"), &format),
+            0);
+  const CMSampleTimingInfo timing{CMTimeMake(1001, 30000), CMTimeMake(5005, 30000), kCMTimeInvalid};
+  CMSampleBufferRef sample;
+  ASSERT_EQ(defaultCoreMedia().CMSampleBufferCreateReadyWithImageBuffer(picture, format, &timing,
+                                                                        &sample),
+            0);
+  EXPECT_EQ(CMSampleBufferGetImageBuffer(sample), picture);
+  EXPECT_EQ(CMSampleBufferGetNumSamples(sample), 1);
+  CMSampleTimingInfo read{};
+  ASSERT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 0, &read), 0);
+  EXPECT_EQ(read.presentationTimeStamp, CMTimeMake(5005, 30000));
+  EXPECT_EQ(read.duration, CMTimeMake(1001, 30000));
+  EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 1, &read),
+            kCMSampleBufferError_SampleIndexOutOfRange);
+}
+
+TEST(CoreMediaTest, AVideoSampleWithoutTimingSaysSoWhenAskedForIt) {
+  CVPixelBufferRef picture;
+  ASSERT_EQ(defaultCoreVideo().CVPixelBufferCreate(4, 3, kCVPixelFormatType_32BGRA, &picture), 0);
+  CMFormatDescriptionRef format;
+  ASSERT_EQ(defaultCoreMedia().CMFormatDescriptionCreate(FourCC("vide"), FourCC("BGRA"), &format),
+            0);
+  CMSampleBufferRef sample;
+  ASSERT_EQ(defaultCoreMedia().CMSampleBufferCreateReadyWithImageBuffer(picture, format, nullptr,
+                                                                        &sample),
+            0);
+  CMSampleTimingInfo read{};
+  EXPECT_EQ(CMSampleBufferGetSampleTimingInfo(sample, 0, &read),
+            kCMSampleBufferError_BufferHasNoSampleTimingInfo);
+  EXPECT_EQ(CMSampleBufferGetImageBuffer(nullptr), nullptr);
+  EXPECT_EQ(defaultCoreMedia().CMSampleBufferCreateReadyWithImageBuffer(nullptr, format, nullptr,
+                                                                        &sample),
+            kCMSampleBufferError_RequiredParameterMissing);
+  EXPECT_EQ(sample, nullptr);
 }
 
 }  // namespace
