@@ -12,11 +12,13 @@ namespace premoov::testing {
 // The atoms of one 'trak' that the sample table readers use, field by field, so that tests can
 // leave any out or break them.
 struct TrackAtoms {
+  uint8_t tkhdVersion = 0;
   uint32_t trackID = 4;
+  uint8_t mdhdVersion = 0;
   FourCC handler = FourCC("clcp");
   FourCC format = FourCC("c708");
   uint32_t timeScale = 30000;
-  uint32_t duration = 3003;
+  uint64_t duration = 3003;
   std::vector<std::array<uint32_t, 2>> timeToSample = {{3, 1001}};  // count, duration
   uint32_t constantSize = 0;
   uint32_t sampleCount = 0;       // when constantSize is not 0
@@ -25,6 +27,8 @@ struct TrackAtoms {
   std::vector<uint64_t> chunkOffsets{};
   bool largeOffsets = false;
   bool withStts = true;
+  bool withStsz = true;
+  bool withStsd = true;
 };
 
 inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
@@ -32,17 +36,21 @@ inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
   {
     AtomScope trak(w, FourCC("trak"));
     {
-      AtomScope tkhd(w, FourCC("tkhd"), 0, 0xF);
-      w.zeros(8);  // creation and modification times
+      AtomScope tkhd(w, FourCC("tkhd"), t.tkhdVersion, 0xF);
+      w.zeros(t.tkhdVersion == 1 ? 16 : 8);  // creation and modification times
       w.u32(t.trackID);
       w.zeros(60);
     }
     AtomScope mdia(w, FourCC("mdia"));
     {
-      AtomScope mdhd(w, FourCC("mdhd"), 0, 0);
-      w.zeros(8);
+      AtomScope mdhd(w, FourCC("mdhd"), t.mdhdVersion, 0);
+      w.zeros(t.mdhdVersion == 1 ? 16 : 8);
       w.u32(t.timeScale);
-      w.u32(t.duration);
+      if (t.mdhdVersion == 1) {
+        w.u64(t.duration);
+      } else {
+        w.u32(static_cast<uint32_t>(t.duration));
+      }
       w.u32(0);  // language, quality
     }
     {
@@ -54,7 +62,7 @@ inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
     }
     AtomScope minf(w, FourCC("minf"));
     AtomScope stbl(w, FourCC("stbl"));
-    {
+    if (t.withStsd) {
       AtomScope stsd(w, FourCC("stsd"), 0, 0);
       w.u32(1);
       AtomScope entry(w, t.format);
@@ -69,7 +77,7 @@ inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
         w.u32(duration);
       }
     }
-    {
+    if (t.withStsz) {
       AtomScope stsz(w, FourCC("stsz"), 0, 0);
       w.u32(t.constantSize);
       w.u32(t.constantSize != 0 ? t.sampleCount : static_cast<uint32_t>(t.sizes.size()));
@@ -94,6 +102,16 @@ inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
       }
     }
   }  // the atoms' sizes are written as their scopes close
+  return w.take();
+}
+
+// A 'moov' of the given tracks.
+inline std::vector<uint8_t> movieBytes(const std::vector<TrackAtoms>& tracks) {
+  ByteWriter w;
+  {
+    AtomScope moov(w, FourCC("moov"));
+    for (const TrackAtoms& t : tracks) w.bytes(trakBytes(t));
+  }
   return w.take();
 }
 

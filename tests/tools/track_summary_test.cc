@@ -3,8 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/atom_writer.h"
-#include "base/byte_writer.h"
+#include "movie/track_atoms.h"
 
 namespace premoov {
 namespace {
@@ -12,95 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// The atoms of one track that a summary reads, each optional so that tests can leave any out.
-struct TrackAtoms {
-  uint8_t tkhdVersion = 0;
-  uint32_t trackID = 1;
-  FourCC handler = FourCC("soun");
-  FourCC codec = FourCC("lpcm");
-  uint8_t mdhdVersion = 0;
-  uint32_t timeScale = 48000;
-  uint64_t duration = 96000;
-  uint32_t constantSize = 0;
-  std::vector<uint32_t> sizes{};                         // when constantSize is 0
-  uint32_t sampleCount = 0;                              // when constantSize is not 0
-  std::vector<std::array<uint32_t, 3>> sampleToChunk{};  // first chunk, per chunk, description
-  std::vector<uint64_t> chunkOffsets{};
-  bool largeOffsets = false;
-  bool withStsz = true;
-  bool withStsd = true;
-};
-
-std::vector<uint8_t> movieWith(const std::vector<TrackAtoms>& tracks) {
-  ByteWriter w;
-  {
-    AtomScope moov(w, FourCC("moov"));
-    for (const TrackAtoms& t : tracks) {
-      AtomScope trak(w, FourCC("trak"));
-      {
-        AtomScope tkhd(w, FourCC("tkhd"), t.tkhdVersion, 0xF);
-        w.zeros(t.tkhdVersion == 1 ? 16 : 8);  // creation and modification times
-        w.u32(t.trackID);
-        w.zeros(60);
-      }
-      AtomScope mdia(w, FourCC("mdia"));
-      {
-        AtomScope mdhd(w, FourCC("mdhd"), t.mdhdVersion, 0);
-        w.zeros(t.mdhdVersion == 1 ? 16 : 8);
-        w.u32(t.timeScale);
-        if (t.mdhdVersion == 1) {
-          w.u64(t.duration);
-        } else {
-          w.u32(static_cast<uint32_t>(t.duration));
-        }
-        w.u32(0);  // language, quality
-      }
-      {
-        AtomScope hdlr(w, FourCC("hdlr"), 0, 0);
-        w.fourCC(FourCC("mhlr"));
-        w.fourCC(t.handler);
-        w.zeros(12);
-        w.u8(0);  // empty name
-      }
-      AtomScope minf(w, FourCC("minf"));
-      AtomScope stbl(w, FourCC("stbl"));
-      if (t.withStsd) {
-        AtomScope stsd(w, FourCC("stsd"), 0, 0);
-        w.u32(1);
-        AtomScope entry(w, t.codec);
-        w.zeros(6);
-        w.u16(1);  // data reference index
-      }
-      if (t.withStsz) {
-        AtomScope stsz(w, FourCC("stsz"), 0, 0);
-        w.u32(t.constantSize);
-        if (t.constantSize != 0) {
-          w.u32(t.sampleCount);
-        } else {
-          w.u32(static_cast<uint32_t>(t.sizes.size()));
-          for (uint32_t size : t.sizes) w.u32(size);
-        }
-      }
-      {
-        AtomScope stsc(w, FourCC("stsc"), 0, 0);
-        w.u32(static_cast<uint32_t>(t.sampleToChunk.size()));
-        for (const auto& entry : t.sampleToChunk) {
-          for (uint32_t field : entry) w.u32(field);
-        }
-      }
-      AtomScope offsets(w, FourCC(t.largeOffsets ? FourCC("co64") : FourCC("stco")), 0, 0);
-      w.u32(static_cast<uint32_t>(t.chunkOffsets.size()));
-      for (uint64_t offset : t.chunkOffsets) {
-        if (t.largeOffsets) {
-          w.u64(offset);
-        } else {
-          w.u32(static_cast<uint32_t>(offset));
-        }
-      }
-    }
-  }
-  return w.take();
-}
+using testing::TrackAtoms;
 
 std::vector<TrackSummary> summariesOf(const std::vector<uint8_t>& bytes) {
   const AtomTree tree = parseAtomTree(bytes);
@@ -110,10 +21,10 @@ std::vector<TrackSummary> summariesOf(const std::vector<uint8_t>& bytes) {
 
 TEST(TrackSummaryTest, PlacesSamplesOfVaryingSizeThroughSeveralChunkRuns) {
   // Chunks 1-2 hold 3 samples, chunks 3-4 hold 2: sizes 1..10.
-  const auto tracks = summariesOf(movieWith({{
+  const auto tracks = summariesOf(testing::movieBytes({{
       .trackID = 7,
       .handler = FourCC("vide"),
-      .codec = FourCC("apch"),
+      .format = FourCC("apch"),
       .timeScale = 30000,
       .duration = 10010,
       .sizes = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10},
@@ -139,7 +50,7 @@ TEST(TrackSummaryTest, PlacesSamplesOfVaryingSizeThroughSeveralChunkRuns) {
 
 TEST(TrackSummaryTest, PlacesConstantSizeSamplesThroughLargeOffsets) {
   // 48,000 frames of 3 bytes in two chunks of 24,000, the second past 4 GiB.
-  const auto tracks = summariesOf(movieWith({{
+  const auto tracks = summariesOf(testing::movieBytes({{
       .constantSize = 3,
       .sampleCount = 48000,
       .sampleToChunk = {{1, 24000, 1}},
@@ -155,7 +66,7 @@ TEST(TrackSummaryTest, PlacesConstantSizeSamplesThroughLargeOffsets) {
 }
 
 TEST(TrackSummaryTest, ReadsVersionOneHeaders) {
-  const auto tracks = summariesOf(movieWith({{
+  const auto tracks = summariesOf(testing::movieBytes({{
       .tkhdVersion = 1,
       .trackID = 3,
       .mdhdVersion = 1,
@@ -174,9 +85,9 @@ TEST(TrackSummaryTest, ReadsVersionOneHeaders) {
 }
 
 TEST(TrackSummaryTest, SummarisesEveryTrackInOrder) {
-  TrackAtoms video{.trackID = 1, .handler = FourCC("vide"), .codec = FourCC("v210")};
-  TrackAtoms timecode{.trackID = 2, .handler = FourCC("tmcd"), .codec = FourCC("tmcd")};
-  const auto tracks = summariesOf(movieWith({video, timecode}));
+  TrackAtoms video{.trackID = 1, .handler = FourCC("vide"), .format = FourCC("v210")};
+  TrackAtoms timecode{.trackID = 2, .handler = FourCC("tmcd"), .format = FourCC("tmcd")};
+  const auto tracks = summariesOf(testing::movieBytes({video, timecode}));
   ASSERT_EQ(tracks.size(), 2u);
   EXPECT_EQ(tracks[0].kind, FourCC("vide"));
   EXPECT_EQ(tracks[1].kind, FourCC("tmcd"));
@@ -189,7 +100,7 @@ TEST(TrackSummaryTest, SummarisesEveryTrackInOrder) {
 }
 
 TEST(TrackSummaryTest, NamesMissingAtoms) {
-  const auto tracks = summariesOf(movieWith({{.withStsz = false, .withStsd = false}}));
+  const auto tracks = summariesOf(testing::movieBytes({{.withStsz = false, .withStsd = false}}));
   ASSERT_EQ(tracks.size(), 1u);
   EXPECT_THAT(tracks[0].problems, ElementsAre("missing or cut short: 'mdia/minf/stbl/stsd'",
                                               "missing or cut short: 'mdia/minf/stbl/stsz'"));
@@ -198,7 +109,7 @@ TEST(TrackSummaryTest, NamesMissingAtoms) {
 
 TEST(TrackSummaryTest, SaysWhenTheChunkTablesDoNotReachTheLastSample) {
   // Two chunks of 2 samples hold 4 of the 5 samples.
-  const auto tracks = summariesOf(movieWith({{
+  const auto tracks = summariesOf(testing::movieBytes({{
       .sizes = {1, 1, 1, 1, 1},
       .sampleToChunk = {{1, 2, 1}},
       .chunkOffsets = {100, 200},
@@ -211,7 +122,7 @@ TEST(TrackSummaryTest, SaysWhenTheChunkTablesDoNotReachTheLastSample) {
 }
 
 TEST(TrackSummaryTest, RefusesChunkRunsThatGoBackwards) {
-  const auto tracks = summariesOf(movieWith({{
+  const auto tracks = summariesOf(testing::movieBytes({{
       .sizes = {1, 1, 1},
       .sampleToChunk = {{2, 1, 1}, {1, 1, 1}},
       .chunkOffsets = {100, 200, 300},
@@ -223,7 +134,7 @@ TEST(TrackSummaryTest, RefusesChunkRunsThatGoBackwards) {
 }
 
 TEST(TrackSummaryTest, AMovieWithoutTracksHasNoSummaries) {
-  EXPECT_THAT(summariesOf(movieWith({})), IsEmpty());
+  EXPECT_THAT(summariesOf(testing::movieBytes({})), IsEmpty());
 }
 
 }  // namespace
