@@ -88,7 +88,11 @@ inline constexpr const char* kNullObject = "$null";
 // Keys that start with '$' are written with one more '$' in front, so that they never meet the
 // archive's own "$class" (NSKeyedArchiver does the same).
 inline std::string escapedKey(std::string_view key) {
-  return (key.substr(0, 1) == "$" ? "$" : "") + std::string(key);
+  std::string escaped;
+  escaped.reserve(key.size() + 1);
+  if (key.starts_with('$')) escaped.push_back('$');
+  escaped.append(key);
+  return escaped;
 }
 
 }  // namespace premoov
