@@ -82,9 +82,11 @@ Cea608PairName nameCea608Pair(uint8_t first, uint8_t second) {
     if (name.text == "unknown") name.channel = 0;
   } else if (a >= 0x20) {
     // Two basic characters; a 0x00 second byte only fills the pair.
-    name.text = "\"" + text(ZPRCCUtilities::dataWith608ASCIICharacter(a));
-    if (b >= 0x20) name.text += text(ZPRCCUtilities::dataWith608ASCIICharacter(b));
-    name.text += "\"";
+    std::string quoted(1, '"');
+    quoted += text(ZPRCCUtilities::dataWith608ASCIICharacter(a));
+    if (b >= 0x20) quoted += text(ZPRCCUtilities::dataWith608ASCIICharacter(b));
+    quoted += '"';
+    name.text = std::move(quoted);
   } else if (a >= 0x01 && a <= 0x0F) {
     name.text = stringWithFormat("XDS 0x%02X 0x%02X", a, b);
   } else {

@@ -24,10 +24,12 @@ void putRun(uint8_t* row, size_t bytesPerRow, size_t* position, std::span<const 
   *position += count;
 }
 
-// Black from `position` to the row's end.
+// Black from `position`, a pixel boundary, to the row's end; a row's last bytes that make no
+// whole pixel are left alone.
 void fillBlack(uint8_t* row, size_t bytesPerRow, size_t position) {
-  for (; position < bytesPerRow; ++position) {
-    row[position] = position % kBytesPerPixel == kBytesPerPixel - 1 ? kOpaque : kBlackLevel;
+  constexpr uint8_t kBlackPixel[kBytesPerPixel] = {kBlackLevel, kBlackLevel, kBlackLevel, kOpaque};
+  for (; position + kBytesPerPixel <= bytesPerRow; position += kBytesPerPixel) {
+    std::memcpy(row + position, kBlackPixel, kBytesPerPixel);
   }
 }
 

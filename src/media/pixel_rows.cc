@@ -9,6 +9,52 @@
 namespace premoov {
 namespace {
 
+// Caption rows are grey from end to end, so grey pixels take their codes from tables made once
+// by the very conversions that colour pixels go through: the same codes, without the arithmetic.
+struct GreyTables {
+  std::array<uint8_t, 256> luma8{};
+  std::array<uint16_t, 256> luma10{};
+  std::array<uint8_t, 256> level8{};
+  std::array<uint8_t, 1024> level10{};
+};
+
+// Made when the program starts, from nothing but arithmetic.
+const GreyTables kGreyTables = [] {
+  GreyTables t;
+  for (int level = 0; level < 256; ++level) {
+    const auto l = static_cast<uint8_t>(level);
+    t.luma8[level] = static_cast<uint8_t>(lumaCode({l, l, l}, 8));
+    t.luma10[level] = lumaCode({l, l, l}, 10);
+    t.level8[level] = rgbFromVideoRange(l, 128, 128, 8).g;
+  }
+  for (int code = 0; code < 1024; ++code) {
+    t.level10[code] = rgbFromVideoRange(static_cast<uint16_t>(code), 512, 512, 10).g;
+  }
+  return t;
+}();
+
+bool isGrey(RGBPixel p) { return p.r == p.g && p.g == p.b; }
+
+RGBPixel grey(uint8_t level) { return {level, level, level}; }
+
+uint16_t luma(RGBPixel p, int bits) {
+  if (!isGrey(p)) return lumaCode(p, bits);
+  return bits == 10 ? kGreyTables.luma10[p.g] : kGreyTables.luma8[p.g];
+}
+
+// Two grey pixels have no colour difference, whatever their levels: chroma at the mid code.
+ChromaCodes chroma(RGBPixel first, RGBPixel second, int bits) {
+  if (!isGrey(first) || !isGrey(second)) return chromaCodes(first, second, bits);
+  const uint16_t mid = bits == 10 ? 512 : 128;
+  return {mid, mid};
+}
+
+RGBPixel rgb(uint16_t y, uint16_t cb, uint16_t cr, int bits) {
+  const uint16_t mid = bits == 10 ? 512 : 128;
+  if (cb != mid || cr != mid) return rgbFromVideoRange(y, cb, cr, bits);
+  return grey(bits == 10 ? kGreyTables.level10[y & 0x3FF] : kGreyTables.level8[y & 0xFF]);
+}
+
 // Where the parts of a two-pixel 8-bit 4:2:2 unit sit.
 struct PairLayout {
   size_t cb, firstLuma, cr, secondLuma;
@@ -19,10 +65,9 @@ constexpr PairLayout kYuvsLayout{1, 0, 3, 2};
 void readPairs(const PairLayout& layout, const uint8_t* row, std::span<RGBPixel> pixels) {
   for (size_t x = 0; x < pixels.size(); x += 2) {
     const uint8_t* unit = row + x * 2;
-    pixels[x] = rgbFromVideoRange(unit[layout.firstLuma], unit[layout.cb], unit[layout.cr], 8);
+    pixels[x] = rgb(unit[layout.firstLuma], unit[layout.cb], unit[layout.cr], 8);
     if (x + 1 < pixels.size()) {
-      pixels[x + 1] =
-          rgbFromVideoRange(unit[layout.secondLuma], unit[layout.cb], unit[layout.cr], 8);
+      pixels[x + 1] = rgb(unit[layout.secondLuma], unit[layout.cb], unit[layout.cr], 8);
     }
   }
 }
@@ -31,12 +76,12 @@ void writePairs(const PairLayout& layout, std::span<const RGBPixel> pixels, uint
   for (size_t x = 0; x < pixels.size(); x += 2) {
     const RGBPixel first = pixels[x];
     const RGBPixel second = x + 1 < pixels.size() ? pixels[x + 1] : first;
-    const ChromaCodes chroma = chromaCodes(first, second, 8);
+    const ChromaCodes codes = chroma(first, second, 8);
     uint8_t* unit = row + x * 2;
-    unit[layout.cb] = static_cast<uint8_t>(chroma.cb);
-    unit[layout.firstLuma] = static_cast<uint8_t>(lumaCode(first, 8));
-    unit[layout.cr] = static_cast<uint8_t>(chroma.cr);
-    unit[layout.secondLuma] = static_cast<uint8_t>(lumaCode(second, 8));
+    unit[layout.cb] = static_cast<uint8_t>(codes.cb);
+    unit[layout.firstLuma] = static_cast<uint8_t>(luma(first, 8));
+    unit[layout.cr] = static_cast<uint8_t>(codes.cr);
+    unit[layout.secondLuma] = static_cast<uint8_t>(luma(second, 8));
   }
 }
 
@@ -95,8 +140,8 @@ void readV210(const uint8_t* row, std::span<RGBPixel> pixels) {
   for (size_t start = 0; start < pixels.size(); start += kV210GroupPixels) {
     const GroupCodes codes = unpackGroup(row + start / kV210GroupPixels * kV210GroupBytes);
     for (size_t i = 0; i < kV210GroupPixels && start + i < pixels.size(); ++i) {
-      const size_t chroma = i & ~size_t{1};  // chroma sits with the even pixel of a pair
-      pixels[start + i] = rgbFromVideoRange(codes[0][i], codes[1][chroma], codes[2][chroma], 10);
+      const size_t pairStart = i & ~size_t{1};  // chroma sits with the even pixel of a pair
+      pixels[start + i] = rgb(codes[0][i], codes[1][pairStart], codes[2][pairStart], 10);
     }
   }
 }
@@ -110,11 +155,11 @@ void writeV210(std::span<const RGBPixel> pixels, uint8_t* row) {
       const size_t x = g * kV210GroupPixels + i;
       const RGBPixel first = pixels[std::min(x, pixels.size() - 1)];
       const RGBPixel second = pixels[std::min(x + 1, pixels.size() - 1)];
-      codes[0][i] = lumaCode(first, 10);
-      codes[0][i + 1] = lumaCode(second, 10);
-      const ChromaCodes chroma = chromaCodes(first, second, 10);
-      codes[1][i] = chroma.cb;
-      codes[2][i] = chroma.cr;
+      codes[0][i] = luma(first, 10);
+      codes[0][i + 1] = luma(second, 10);
+      const ChromaCodes pairChroma = chroma(first, second, 10);
+      codes[1][i] = pairChroma.cb;
+      codes[2][i] = pairChroma.cr;
     }
     packGroup(codes, row + g * kV210GroupBytes);
   }
