@@ -102,5 +102,27 @@ TEST(PixelRowsTest, V210ReadsChromaFromTheEvenPixelOfEachPair) {
   EXPECT_EQ(pixels[5], grey(255));
 }
 
+TEST(PixelRowsTest, EveryGreyLevelTakesTheCodesOfTheConversion) {
+  std::vector<RGBPixel> pixels;
+  for (int level = 0; level < 256; ++level) pixels.push_back(grey(static_cast<uint8_t>(level)));
+  for (FourCC format : {kCVPixelFormatType_422YpCbCr8, kCVPixelFormatType_422YpCbCr10}) {
+    const int bits = format == kCVPixelFormatType_422YpCbCr10 ? 10 : 8;
+    std::vector<uint8_t> row(*minimumBytesPerRow(format, pixels.size()));
+    writePixelRow(format, pixels, row.data());
+    std::vector<RGBPixel> back(pixels.size());
+    readPixelRow(format, row.data(), back);
+    for (size_t level = 0; level < pixels.size(); ++level) {
+      const uint16_t code = lumaCode(pixels[level], bits);
+      const uint16_t mid = bits == 10 ? 512 : 128;
+      EXPECT_EQ(back[level], rgbFromVideoRange(code, mid, mid, bits)) << bits << " " << level;
+    }
+    if (bits == 8) {
+      for (size_t level = 0; level < pixels.size(); ++level) {
+        EXPECT_EQ(row[2 * level + 1], lumaCode(pixels[level], 8)) << level;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace premoov

@@ -38,6 +38,15 @@ TEST(VideoRangeTest, GreyHasItsChromaAtTheMidCode) {
   }
 }
 
+TEST(VideoRangeTest, AnyTwoGreyPixelsHaveNoColourDifference) {
+  for (int first = 0; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      const ChromaCodes codes = chromaCodes(grey(first), grey(second), 8);
+      ASSERT_TRUE(codes.cb == 128 && codes.cr == 128) << first << " " << second;
+    }
+  }
+}
+
 TEST(VideoRangeTest, ReadingBackGivesTheNearestGreyLevelClampedToItsRange) {
   EXPECT_EQ(rgbFromVideoRange(16, 128, 128, 8), grey(0));
   EXPECT_EQ(rgbFromVideoRange(125, 128, 128, 8), grey(0x7F));
