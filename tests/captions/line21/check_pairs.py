@@ -2,10 +2,12 @@
 """Checks that a reader finds the expected pairs in raw frames with our line-21 geometry.
 
     check_pairs.py FRAMES.raw --format 2vuy --width 1920 --height 1080 --pairs 9420,942c \
-        --reader ffmpeg|gstreamer|ours
+        --reader ffmpeg|gstreamer|ours [--read-tool read_line21_frames]
 
-Frame n must read back pair n in row 1 and the null pair 0x80 0x80 in row 2. Exits 0 only if at
-least one assertion was made and none failed.
+Frame n must read back pair n in row 1 and the null pair 0x80 0x80 in row 2. "ours" is premoov's
+own extraction (the read_line21_frames program), whose sample holds the second byte ORed with
+the null row's first: b0, b1 | 0x80, 0x80, 0x00. Exits 0 only if at least one assertion was made
+and none failed.
 """
 
 import argparse
@@ -49,14 +51,16 @@ class Checker:
         return 1 if self.failures else 0
 
 
-def read(reader, path, fmt, width, height, last_row=3):
-    """Per-frame results: {"frame": n, "pairs": [{"row", "pair"}]} or {"frame", "unreadable"}."""
+def read(reader, path, fmt, width, height, last_row=3, read_tool=None, whole_row=False):
+    """Per-frame results: {"frame": n, "pairs": [{"row", "pair"}]} or {"frame", "unreadable"};
+    for "ours", {"frame": n, "sample": "94ac8000"}."""
     if reader == "ours":
-        return read_ours(path, fmt, width, height)
-    command = [PYTHON[reader], "-B", str(HERE / READERS[reader]), str(path), "--format", fmt,
-               "--width", str(width), "--height", str(height)]
+        command = [str(read_tool), str(path)]
+    else:
+        command = [PYTHON[reader], "-B", str(HERE / READERS[reader]), str(path)]
+    command += ["--format", fmt, "--width", str(width), "--height", str(height)]
     if reader == "ffmpeg":
-        command += ["--last-row", str(last_row)]
+        command += ["--last-row", str(last_row)] + (["--whole-row"] if whole_row else [])
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
     if done.returncode != 0:
         raise RuntimeError(f"{' '.join(command)} exited with {done.returncode}: "
@@ -64,34 +68,17 @@ def read(reader, path, fmt, width, height, last_row=3):
     return [json.loads(line) for line in done.stdout.decode().splitlines() if line.strip()]
 
 
-def read_ours(path, fmt, width, height):
-    """Our sampling of rows 1 and 2 (pixel 288 + 27k, above 0x30 in BGRA grey), in Python."""
-    size = lf.frame_size(fmt, width, height)
-    row_bytes = lf.frame_size(fmt, width, 1)
-    results = []
-    with open(path, "rb") as frames:
-        n = 0
-        while True:
-            frame = frames.read(size)
-            if len(frame) < size:
-                if frame:
-                    results.append({"frame": n, "unreadable": "truncated frame"})
-                break
-            pairs = []
-            for row in (1, 2):
-                levels = lf.grey_levels(fmt, frame[row * row_bytes:(row + 1) * row_bytes])
-                pairs.append({"row": row, "pair": bytes(lf.sample_row(levels)).hex()})
-            results.append({"frame": n, "pairs": pairs})
-            n += 1
-    return results
-
-
-def check(checker, reader, path, fmt, width, height, pairs, first_row=1):
+def check(checker, reader, path, fmt, width, height, pairs, first_row=1, read_tool=None):
     """Asserts frame n reads pair n in first_row and 8080 in the row after it."""
     label = f"{reader} {fmt} {width}x{height}"
-    results = read(reader, path, fmt, width, height, last_row=max(3, first_row + 1))
+    results = read(reader, path, fmt, width, height, last_row=max(3, first_row + 1),
+                   read_tool=read_tool)
     checker.equal(f"{label}: frames read", len(results), len(pairs))
     for n, (result, pair) in enumerate(zip(results, pairs)):
+        if reader == "ours":
+            expected = bytes([pair[0], pair[1] | 0x80, 0x80, 0x00]).hex()
+            checker.equal(f"{label} frame {n} sample", result.get("sample"), expected)
+            continue
         rows = {entry["row"]: entry["pair"] for entry in result.get("pairs", [])}
         if "unreadable" in result:
             checker.equal(f"{label} frame {n}", result["unreadable"], "a pair")
@@ -109,10 +96,13 @@ def main(argv=None):
     parser.add_argument("--height", type=int, required=True)
     parser.add_argument("--pairs", required=True)
     parser.add_argument("--reader", required=True, choices=sorted(READERS) + ["ours"])
+    parser.add_argument("--read-tool", help="the read_line21_frames program, for --reader ours")
     args = parser.parse_args(argv)
+    if args.reader == "ours" and not args.read_tool:
+        parser.error("--reader ours needs --read-tool")
     checker = Checker(f"line21 {args.reader}")
     check(checker, args.reader, args.frames, args.format, args.width, args.height,
-          lf.parse_pairs(args.pairs))
+          lf.parse_pairs(args.pairs), read_tool=args.read_tool)
     return checker.finish()
 
 

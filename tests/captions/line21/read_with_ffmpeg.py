@@ -31,8 +31,8 @@ READ_WIDTH = 720
 LAST_ROW = 3
 
 
-def ffmpeg_filter(width, last_row):
-    crop = f"crop={READ_WIDTH}:ih:0:0," if width > READ_WIDTH else ""
+def ffmpeg_filter(width, last_row, whole_row=False):
+    crop = f"crop={READ_WIDTH}:ih:0:0," if width > READ_WIDTH and not whole_row else ""
     return f"{crop}readeia608=scan_min=0:scan_max={last_row}"
 
 
@@ -57,7 +57,7 @@ def parse_metadata(text):
     return found
 
 
-def read_frames(path, fmt, width, height, last_row=LAST_ROW):
+def read_frames(path, fmt, width, height, last_row=LAST_ROW, whole_row=False):
     size = lf.frame_size(fmt, width, height)
     total = os.path.getsize(path)
     count = total // size
@@ -68,7 +68,7 @@ def read_frames(path, fmt, width, height, last_row=LAST_ROW):
             command = ["ffmpeg", "-nostdin", "-hide_banner", "-loglevel", "error"]
             command += INPUT_OPTIONS[fmt] + ["-video_size", f"{width}x{height}", "-i", path]
             command += ["-frames:v", str(count), "-vf",
-                        f"{ffmpeg_filter(width, last_row)},metadata=mode=print:file={printed}",
+                        f"{ffmpeg_filter(width, last_row, whole_row)},metadata=mode=print:file={printed}",
                         "-f", "null", "-"]
             done = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                   check=False)
@@ -99,6 +99,8 @@ def main(argv=None):
     parser.add_argument("--width", type=int, required=True)
     parser.add_argument("--height", type=int, required=True)
     parser.add_argument("--last-row", type=int, default=LAST_ROW, help="last row scanned")
+    parser.add_argument("--whole-row", action="store_true",
+                        help="scan whole rows, without cropping wider frames to 720 columns")
     args = parser.parse_args(argv)
     if not 0 <= args.last_row < args.height:
         parser.error("--last-row must be a row of the frame")
@@ -106,7 +108,8 @@ def main(argv=None):
         parser.error("frame size out of range")
     if args.format != "BGRA" and args.width % 2:
         parser.error("4:2:2 frames need an even width")
-    for result in read_frames(args.frames, args.format, args.width, args.height, args.last_row):
+    for result in read_frames(args.frames, args.format, args.width, args.height, args.last_row,
+                              args.whole_row):
         print(json.dumps(result))
     return 0
 
