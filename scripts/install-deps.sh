@@ -7,6 +7,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libcli11-dev libplist-dev libicu-dev
   ffmpeg mediainfo python3 clang libclang-rt-14-dev
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-bad python3-gi python3-gst-1.0
+  gir1.2-gst-plugins-base-1.0
 )
 [ "${1:-}" = "--build-only" ] && packages=(
   g++ cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev
