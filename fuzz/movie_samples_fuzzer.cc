@@ -1,7 +1,8 @@
 // Feeds arbitrary bytes to the reading of a movie's sample tables: the atoms are parsed, each
 // track's tables read, and its samples walked against the bytes as the whole file. The walk must
 // end, in work bounded by the tables' bytes, and every sample it calls present must lie in the
-// file.
+// file. The first sample description is read as a video description too, as a reader of the
+// frames' rows takes it.
 #include <cstdint>
 #include <cstdlib>
 #include <span>
@@ -9,6 +10,7 @@
 #include "movie/atom_tree.h"
 #include "movie/sample_walker.h"
 #include "movie/track_tables.h"
+#include "movie/video_description.h"
 
 namespace {
 
@@ -26,6 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const premoov::AtomTree tree = premoov::parseAtomTree(bytes);
   for (const premoov::AtomNode* trak : premoov::findAtoms(tree.atoms, "moov/trak")) {
     const premoov::TrackTables tables = premoov::readTrackTables(*trak, bytes);
+    if (auto description = premoov::readVideoDescription(*trak, bytes)) {
+      check(tables.format == description->format);
+    }
     premoov::SampleWalker walker(tables, size);
     uint64_t next = 0;
     for (uint64_t steps = 0; steps < kStepsPerTrack; ++steps) {

@@ -31,6 +31,9 @@ _FIELD1 = 0xFC  # valid, line 21 field 1
 _FIELD2_NULL = bytes([0xFD, 0x80, 0x80])  # valid, line 21 field 2, null pair with odd parity
 _DTVCC_PADDING = bytes([0xFA, 0x00, 0x00])  # not valid, DTVCC packet data
 _NULL_PAIR = bytes([0x80, 0x80])
+_TIME_CODE_ID = 0x71
+_FLAG_TIME_CODE_PRESENT = 0x80
+_FLAG_CCDATA_PRESENT = 0x40
 
 # CEA-608 CC1 control codes; a receiver sees each twice so that one lost pair does not count.
 _ROLL_UP_2 = bytes([0x14, 0x25])
@@ -98,3 +101,30 @@ def ccdp_sample(sequence: int, frame_rate: Fraction, size: int,
     cdp = make_cdp(sequence, code, cc_count, field1_pair)
     sample = struct.pack(">I4s", size, b"ccdp") + cdp
     return sample + bytes(size - len(sample)), cc_count
+
+
+def field1_pair(sample: bytes) -> bytes:
+    """The line 21 field 1 pair a 'ccdp' sample carries: its first valid field 1 triplet, or the
+    null pair 0x80 0x80 when it has none. Raises ValueError for bytes that are no such sample."""
+    if len(sample) < 8 + 7 or sample[4:8] != b"ccdp":
+        raise ValueError(f"not a 'ccdp' sample: {sample[:16].hex()}")
+    cdp = sample[8:]
+    if struct.unpack(">H", cdp[:2])[0] != _CDP_IDENTIFIER:
+        raise ValueError(f"no cdp in the sample: {sample[:16].hex()}")
+    flags = cdp[4]
+    at = 7
+    if flags & _FLAG_TIME_CODE_PRESENT:
+        if cdp[at] != _TIME_CODE_ID:
+            raise ValueError(f"the cdp's time code section is missing: {cdp.hex()}")
+        at += 5
+    if not flags & _FLAG_CCDATA_PRESENT:
+        return _NULL_PAIR
+    if cdp[at] != _CCDATA_ID:
+        raise ValueError(f"the cdp's cc_data section is missing: {cdp.hex()}")
+    cc_count = cdp[at + 1] & 0x1F
+    triplets = cdp[at + 2:at + 2 + 3 * cc_count]
+    for i in range(0, len(triplets) - 2, 3):
+        marker = triplets[i]
+        if marker & 0x04 and marker & 0x03 == 0:  # cc_valid, cc_type 0: line 21 field 1
+            return bytes(triplets[i + 1:i + 3])
+    return _NULL_PAIR

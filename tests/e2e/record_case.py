@@ -8,13 +8,17 @@ frame and every audio sample as they were made, ffprobe must find every sample w
 written, and ffprobe and MediaInfo must report the start timecode and the reel name.
 
   python3 -B record_case.py --premoov BUILD/tools/premoov/premoov --request REQUEST.json \\
-      --start-timecode 01:00:00:00 --work-dir DIR [--captions IN.scc] [--keep-files]
+      --start-timecode 01:00:00:00 --work-dir DIR [--captions IN.scc]
+      [--line21 IN.scc --draw-line21-frames BUILD/tests/captions/draw_line21_frames] [--keep-files]
 
 The start timecode is written with colons; it is drop-frame when the request says so. With
 --captions, the caption samples are premoov's own, made from an SCC file by `premoov captions
 scc`; then MediaInfo must find CEA-608 in them (and lose it when their checksums are broken), and
 `premoov captions dump --srt` on the recording must give the text and times FFmpeg's own decoder
-gives for the SCC file.
+gives for the SCC file. With --line21, the video frames carry the SCC's field-1 pairs drawn into
+their top rows by draw_line21_frames, one pair a frame as `premoov captions scc` schedules them;
+then `premoov captions line21 --srt` on the recording must give FFmpeg's text and times for the
+SCC file, and FFmpeg's readeia608 must read the same pairs from the recorded frames.
 Exit status: 0 when every check passes, 1 when one fails, 77 when a reader is not installed.
 """
 
@@ -392,10 +396,15 @@ def check_packets(case: Case, mov: Path, references: list[Reference],
                          "ffprobe: reel name")
 
 
-def check_video(case: Case, mov: Path, video: source_media.VideoSource, checks: Checks) -> None:
+def check_video(case: Case, mov: Path, video: source_media.VideoSource, checks: Checks,
+                distinct_frames: bool = True) -> None:
     source = readers.frame_hashes(video.demuxer_args(), [])
-    checks.equal(len(set(h for _, h in source)), len(source),
-                 "source: every frame differs (so a misplaced one shows)")
+    if distinct_frames:
+        checks.equal(len(set(h for _, h in source)), len(source),
+                     "source: every frame differs (so a misplaced one shows)")
+    else:
+        note(f"{len(set(h for _, h in source))} distinct frames of {len(source)}: frames with "
+             "the same pair are the same picture")
     decoded = readers.frame_hashes(["-i", str(mov)], ["-map", "0:v:0"])
     checks.equal(len(decoded), case.frames, "ffmpeg: decoded frame count")
     first_difference = next((i for i, (a, b) in enumerate(zip(decoded, source)) if a != b), None)
@@ -432,9 +441,10 @@ def check_mediainfo(case: Case, mov: Path, caption_cc_counts: set[int], checks: 
                      f"MediaInfo: the {CAPTION_TEXT!r} caption in every cdp")
 
 
-def make_caption_samples(premoov: str, case: Case, scc: Path, plan: dict,
-                         references: list[Reference], work_dir: Path, checks: Checks) -> bytes:
-    """premoov's caption samples for the recording, one a frame from its first timecode on."""
+def scheduled_caption_samples(premoov: str, case: Case, scc: Path, work_dir: Path,
+                              checks: Checks) -> tuple[bytes, int]:
+    """premoov's caption samples of an SCC file, one a frame from the recording's first timecode
+    on, back to back, and their size."""
     fd = case.settings["videoFrameDuration"]
     start = case.label(case.start_frame())
     out = work_dir / "captions.samples"
@@ -442,18 +452,103 @@ def make_caption_samples(premoov: str, case: Case, scc: Path, plan: dict,
                                    "--frame-duration", f"{fd['value']}/{fd['timescale']}",
                                    "--start", start, "--frames", str(case.frames),
                                    "--out", str(out)])
-    slots = {r.sample_size for r in references if r.track == "captions" and r.count}
     checks.equal(answer["samples"], case.frames, "captions scc: one sample a frame")
-    checks.equal({answer["sampleSize"]}, slots, "captions scc: samples the size of their slots")
     stream = out.read_bytes()
     checks.equal(len(stream), answer["samples"] * answer["sampleSize"],
                  "captions scc: the samples back to back")
+    return stream, answer["sampleSize"]
+
+
+def make_caption_samples(premoov: str, case: Case, scc: Path, plan: dict,
+                         references: list[Reference], work_dir: Path, checks: Checks) -> bytes:
+    """premoov's caption samples for the recording, one a frame from its first timecode on."""
+    stream, sample_size = scheduled_caption_samples(premoov, case, scc, work_dir, checks)
+    slots = {r.sample_size for r in references if r.track == "captions" and r.count}
+    checks.equal({sample_size}, slots, "captions scc: samples the size of their slots")
     return stream
 
 
+def make_line21_video(premoov: str, draw_frames: str, case: Case, scc: Path, work_dir: Path,
+                      checks: Checks) -> tuple[source_media.VideoSource, list[bytes]]:
+    """Frames with the field-1 pair `premoov captions scc` schedules for each drawn into their
+    top rows, and those pairs."""
+    stream, size = scheduled_caption_samples(premoov, case, scc, work_dir, checks)
+    pairs = [caption_samples.field1_pair(stream[i:i + size]) for i in range(0, len(stream), size)]
+    captioned = sum(1 for pair in pairs if pair != b"\x80\x80")
+    checks.expect(captioned > 0, "captions scc: frames with caption pairs", "only null pairs")
+    pairs_file = work_dir / "line21.pairs"
+    pairs_file.write_text("".join(f"{pair.hex()}\n" for pair in pairs))
+    settings = case.settings
+    codec = settings["videoCodec"]
+    width, height = settings["videoDimensions"]
+    path = work_dir / "source.video"
+    source_media.run([draw_frames, "--format", codec, "--width", str(width), "--height",
+                      str(height), "--pairs-file", str(pairs_file), "--out", str(path)])
+    total = path.stat().st_size
+    if total % case.frames != 0:
+        raise RuntimeError(f"draw_line21_frames wrote {total} bytes, not {case.frames} frames")
+    video = source_media.VideoSource(path, codec, width, height, 1 / case.frame_duration,
+                                     case.frames, total // case.frames)
+    return video, pairs
+
+
+def check_line21_pairs(premoov: str, mov: Path, pairs: list[bytes], checks: Checks) -> None:
+    """premoov and FFmpeg's readeia608 must read every frame's pair back from the recording."""
+    lines = run_premoov_text(premoov, ["captions", "line21", str(mov), "--json"]).splitlines()
+    frames = [json.loads(line) for line in lines[1:-1]]
+    ours = [bytes.fromhex(frame.get("pair", "")) for frame in frames]
+    first = next((i for i, (a, b) in enumerate(zip(ours, pairs)) if a != b), None)
+    checks.expect(ours == pairs, f"captions line21: the {len(pairs)} frames' pairs as drawn",
+                  f"{len(ours)} frames; first difference at frame {first}: "
+                  f"{ours[first].hex() if first is not None else '-'} vs "
+                  f"{pairs[first].hex() if first is not None else '-'}")
+    checks.equal(json.loads(lines[-1]), {"read": len(pairs), "withErrors": 0, "missing": 0},
+                 "captions line21: every frame read")
+
+    printed = mov.parent / "readeia608.txt"
+    source_media.run(["ffmpeg", "-v", "error", "-i", str(mov), "-map", "0:v:0", "-vf",
+                      f"readeia608=scan_min=0:scan_max=3,metadata=mode=print:file={printed}",
+                      "-f", "null", "-"])
+    theirs = readeia608_line1_pairs(printed.read_text())
+    expected = {frame: pair for frame, pair in enumerate(pairs)}
+    first = next((i for i in range(len(pairs)) if theirs.get(i) != pairs[i]), None)
+    checks.expect(theirs == expected,
+                  f"readeia608: the {len(pairs)} frames' line-21 pairs, frame for frame",
+                  f"{len(theirs)} frames read; first difference at frame {first}: "
+                  f"{theirs.get(first, b'').hex() if first is not None else '-'} vs "
+                  f"{pairs[first].hex() if first is not None else '-'}")
+
+
+def readeia608_line1_pairs(printed: str) -> dict[int, bytes]:
+    """The pair readeia608 found on line 1 of each frame, from the metadata filter's print."""
+    pairs: dict[int, bytes] = {}
+    frame = None
+    codes: dict[str, str] = {}
+    lines: dict[str, str] = {}
+
+    def flush():
+        for index, line in lines.items():
+            if line == "1" and index in codes:
+                pairs[frame] = bytes.fromhex(codes[index][2:])
+    for row in printed.splitlines():
+        if row.startswith("frame:"):
+            if frame is not None:
+                flush()
+            frame, codes, lines = int(row.split()[0][len("frame:"):]), {}, {}
+            continue
+        key, _, value = row.partition("=")
+        parts = key.split(".")
+        if len(parts) == 4 and parts[:2] == ["lavfi", "readeia608"]:
+            (codes if parts[3] == "cc" else lines)[parts[2]] = value.strip()
+    if frame is not None:
+        flush()
+    return pairs
+
+
 def check_caption_text(premoov: str, case: Case, mov: Path, scc: Path, work_dir: Path,
-                       checks: Checks) -> None:
-    """The recording's CC1 text, decoded by premoov, against FFmpeg's decoding of the SCC."""
+                       checks: Checks, command: str = "dump") -> None:
+    """The recording's CC1 text, decoded by premoov (`captions dump` from the caption track,
+    `captions line21` from the video frames), against FFmpeg's decoding of the SCC."""
     fps, drop = case.timecode_fps, case.drop_frame
     first = case.start_frame()
     words = [(frame, word) for frame, word in
@@ -464,13 +559,13 @@ def check_caption_text(premoov: str, case: Case, mov: Path, scc: Path, work_dir:
     theirs = [(caption_text.frame_of_ffmpeg_time(c.start_ms, fps, drop) - first,
                caption_text.frame_of_ffmpeg_time(c.end_ms, fps, drop) - first, c.text)
               for c in caption_text.ffmpeg_cues(one_a_line, work_dir / "ffmpeg.srt")]
-    srt = run_premoov_text(premoov, ["captions", "dump", str(mov), "--srt"])
+    srt = run_premoov_text(premoov, ["captions", command, str(mov), "--srt"])
     ours = [(caption_text.frame_of_time(c.start_ms, case.frame_duration),
              caption_text.frame_of_time(c.end_ms, case.frame_duration), c.text)
             for c in caption_text.srt_cues(srt)]
     checks.expect(len(theirs) > 0, "ffmpeg: the SCC file has captions", "no cues")
-    checks.equal(ours, theirs, f"captions dump --srt: FFmpeg's {len(theirs)} cues, text and "
-                 "frames")
+    checks.equal(ours, theirs, f"captions {command} --srt: FFmpeg's {len(theirs)} cues, text "
+                 "and frames")
 
 
 def check_broken_checksums(mov: Path, written: dict[str, list[tuple[int, int, str]]],
@@ -499,7 +594,8 @@ def check_broken_checksums(mov: Path, written: dict[str, list[tuple[int, int, st
 
 
 def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Path,
-             checks: Checks, captions: Path | None = None) -> None:
+             checks: Checks, captions: Path | None = None, line21: Path | None = None,
+             draw_line21_frames: str | None = None) -> None:
     case = Case(json.loads(request_path.read_text()), start_timecode)
     mov = work_dir / "recorded.mov"
     plan = run_premoov(premoov, ["plan", str(request_path)])
@@ -513,8 +609,13 @@ def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Pa
 
     settings = case.settings
     width, height = settings["videoDimensions"]
-    video = source_media.make_video(work_dir / "source.video", settings["videoCodec"], width,
-                                    height, 1 / case.frame_duration, case.frames)
+    line21_pairs: list[bytes] = []
+    if line21 is not None:
+        video, line21_pairs = make_line21_video(premoov, draw_line21_frames, case, line21,
+                                                work_dir, checks)
+    else:
+        video = source_media.make_video(work_dir / "source.video", settings["videoCodec"],
+                                        width, height, 1 / case.frame_duration, case.frames)
     if plan["frameSize"] != video.frame_size:
         note(f"ffmpeg's '{video.codec}' frame is {video.frame_size} bytes; the plan's frame is "
              f"{plan['frameSize']}: frames are padded with zeros")
@@ -546,12 +647,15 @@ def run_case(premoov: str, request_path: Path, start_timecode: str, work_dir: Pa
                  f"{sorted(sources.caption_cc_counts)} triplets")
 
     check_packets(case, mov, references, written, checks)
-    check_video(case, mov, video, checks)
+    check_video(case, mov, video, checks, distinct_frames=line21 is None)
     check_audio(case, mov, audio, checks)
     check_mediainfo(case, mov, sources.caption_cc_counts, checks)
     if captions is not None:
         check_caption_text(premoov, case, mov, captions, work_dir, checks)
         check_broken_checksums(mov, written, checks)
+    if line21 is not None:
+        check_line21_pairs(premoov, mov, line21_pairs, checks)
+        check_caption_text(premoov, case, mov, line21, work_dir, checks, command="line21")
 
 
 def main() -> int:
@@ -564,8 +668,14 @@ def main() -> int:
                         help="where the recorded file and its sources go while the case runs")
     parser.add_argument("--captions", type=Path,
                         help="an SCC file: record premoov's caption samples made from it")
+    parser.add_argument("--line21", type=Path,
+                        help="an SCC file: draw its field-1 pairs into the video frames")
+    parser.add_argument("--draw-line21-frames",
+                        help="the draw_line21_frames program, which --line21 needs")
     parser.add_argument("--keep-files", action="store_true", help="leave the files for a look")
     args = parser.parse_args()
+    if args.line21 is not None and not args.draw_line21_frames:
+        parser.error("--line21 needs --draw-line21-frames")
 
     missing = [tool for tool in READERS if shutil.which(tool) is None]
     if missing:
@@ -577,7 +687,7 @@ def main() -> int:
     checks = Checks()
     try:
         run_case(args.premoov, args.request, args.start_timecode, work_dir, checks,
-                 args.captions)
+                 args.captions, args.line21, args.draw_line21_frames)
     except (RuntimeError, ValueError, StopIteration) as error:
         checks.expect(False, "recording", str(error))
     finally:

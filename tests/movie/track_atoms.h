@@ -29,7 +29,27 @@ struct TrackAtoms {
   bool withStts = true;
   bool withStsz = true;
   bool withStsd = true;
+  // What follows the data reference index of the sample description: a video description's
+  // version, vendor, qualities, width, height...
+  std::vector<uint8_t> descriptionFields{};
 };
+
+// The fields of a QuickTime video sample description after its data reference index, for
+// TrackAtoms::descriptionFields.
+inline std::vector<uint8_t> videoDescriptionFields(uint16_t width, uint16_t height) {
+  ByteWriter w;
+  w.zeros(16);  // version, revision level, vendor, temporal and spatial quality
+  w.u16(width);
+  w.u16(height);
+  w.u32(0x00480000);  // horizontal resolution, 72 dpi (16.16)
+  w.u32(0x00480000);  // vertical resolution
+  w.u32(0);           // data size
+  w.u16(1);           // frames a sample
+  w.zeros(32);        // compressor name, a Pascal string
+  w.u16(24);          // depth
+  w.u16(0xFFFF);      // no colour table
+  return w.take();
+}
 
 inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
   ByteWriter w;
@@ -68,6 +88,7 @@ inline std::vector<uint8_t> trakBytes(const TrackAtoms& t) {
       AtomScope entry(w, t.format);
       w.zeros(6);
       w.u16(1);  // data reference index
+      w.bytes(t.descriptionFields);
     }
     if (t.withStts) {
       AtomScope stts(w, FourCC("stts"), 0, 0);

@@ -115,6 +115,24 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
       "Print the CC1 captions of the first caption track as SubRip instead, decoded from its "
       "line-21 field-1 pairs (pop-on, roll-up and paint-on).");
   captionsDumpCommand->footer(kCaptionsDumpFormat);
+  CaptionsLine21Options line21;
+  uint64_t line21Limit = 0;
+  bool line21Pairs = false;
+  CLI::App* captionsLine21Command = captionsCommand->add_subcommand(
+      "line21", "Print the line-21 caption pair drawn into the top rows of each video frame.");
+  captionsLine21Command->add_option("file", line21.moviePath, "The movie file.")->required();
+  CLI::Option* line21PairsOption = captionsLine21Command->add_flag(
+      "--pairs", line21Pairs,
+      "Print each frame's pair and its meaning, one line a frame (the default).");
+  CLI::Option* line21SrtOption = captionsLine21Command->add_flag(
+      "--srt", line21.srt, "Print the CC1 captions as SubRip instead, at the frames' times.");
+  line21SrtOption->excludes(line21PairsOption);
+  captionsLine21Command
+      ->add_flag("--json", line21.json, "Print the pairs as JSON, one object a line.")
+      ->excludes(line21SrtOption);
+  CLI::Option* line21LimitOption = captionsLine21Command->add_option(
+      "--limit", line21Limit, "Read at most this many frames (default: a day at 60 fps).");
+  captionsLine21Command->footer(kCaptionsLine21Format);
   CaptionsSccOptions scc;
   int64_t sccFrames = 0;
   CLI::App* captionsSccCommand = captionsCommand->add_subcommand(
@@ -161,6 +179,10 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
     if (itemDateOption->count() > 0) archiveItem.date = itemDate;
     if (itemTokensOption->count() > 0) archiveItem.tokens = itemTokens;
     return runArchiveItemCommand(archiveItem, out, err);
+  }
+  if (captionsLine21Command->parsed()) {
+    if (line21LimitOption->count() > 0) line21.frameLimit = line21Limit;
+    return runCaptionsLine21Command(line21, out, err);
   }
   if (captionsSccCommand->parsed()) {
     if (sccFramesOption->count() > 0) scc.frames = sccFrames;

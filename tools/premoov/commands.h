@@ -125,6 +125,20 @@ struct CaptionsSccOptions {
 // counted from --start (null without pairs).
 int runCaptionsSccCommand(const CaptionsSccOptions& options, std::ostream& out, std::ostream& err);
 
+struct CaptionsLine21Options {
+  std::string moviePath{};
+  std::optional<uint64_t> frameLimit{};  // the most frames read
+  bool srt = false;                      // the CC1 text as SubRip instead of the pairs
+  bool json = false;                     // the pairs as JSON, one object a line
+};
+// `premoov captions line21 FILE.mov [--pairs | --srt] [--json] [--limit N]`: the line-21 caption
+// pair drawn into the top rows of each frame of the first video track of '2vuy', 'v210' or 'yuvs'
+// frames, read by line-21 extraction; one line a frame (the line format is in the command's
+// help), or with --srt the CC1 captions decoded to SubRip at the frames' times. Only the three
+// top rows of a frame are read. Exits 0 when every frame present reads, 1 otherwise.
+int runCaptionsLine21Command(const CaptionsLine21Options& options, std::ostream& out,
+                             std::ostream& err);
+
 // The whole command line, argv[0] included.
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

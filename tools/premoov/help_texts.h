@@ -19,4 +19,18 @@ is "null", a control code (RCL, EOC, RU2, CR, EDM, ...), "PAC row R col C", "PAC
 Exit status: 0 when every sample present reads without error, 1 otherwise.
 )";
 
+// The line format of `premoov captions line21`, for its help.
+inline constexpr const char* kCaptionsLine21Format = R"(Output, one line each:
+  track ID: FORMAT WIDTH x HEIGHT, N frames, time scale S, duration HH:MM:SS.mmm
+  #FRAME TIME: B0 B1 B2 B3 [parity-error] [CCn] MEANING [| no null pair on row 2]
+  #FIRST-LAST TIME: N frames missing, past the end of the file
+  #FRAME TIME SIZE B: unreadable, WHY
+  track ID: R read, E with errors, M missing
+B0 to B3 are the "c608" sample line-21 extraction makes of the frame: the caption pair (its second
+byte ORed with 0x80, the null row's first), the null row's second byte (0x80), zero. MEANING is
+that of the pair B0 B1, B1's parity bit set again, as `captions dump` names pairs. Only the top
+three rows of a frame are read. With --json: one object a line, the track, each frame, the totals.
+Exit status: 0 when every frame present reads, 1 otherwise.
+)";
+
 }  // namespace premoov

@@ -92,4 +92,20 @@ inline constexpr std::string_view kCaptionSampleReadFailed = "its bytes could no
 inline constexpr std::string_view kCaptionSampleLimitReached =
     "stopped after the most samples read a track: ";  // then the count
 
+// `premoov captions line21`: why no frame was read ("FILE: " first), and why one frame was not.
+inline constexpr std::string_view kNoVideoTrack = "no video track";
+inline constexpr std::string_view kNoUncompressedVideo =
+    "no video track of '2vuy', 'v210' or 'yuvs' frames to read line 21 from; ";  // then the tracks
+inline constexpr std::string_view kNoVideoDescription =
+    ": no video sample description with a width and height";  // "track N" first
+inline constexpr std::string_view kTooFewRows =
+    " rows: fewer than the 3 rows line 21 takes";  // "track N: 'FMT' frames of W x H" first
+inline constexpr std::string_view kFrameTooSmall =
+    "smaller than the 3 rows line 21 takes: ";  // then "N bytes"
+inline constexpr std::string_view kFrameReadFailed = "its rows could not be read";
+inline constexpr std::string_view kFrameNotExtracted =
+    "line-21 extraction made no caption sample of its rows";
+inline constexpr std::string_view kFrameLimitReached =
+    "stopped after the most frames read: ";  // then the count
+
 }  // namespace premoov

@@ -1,0 +1,57 @@
+#include "movie/video_description.h"
+
+#include <gtest/gtest.h>
+
+#include "movie/track_atoms.h"
+
+namespace premoov {
+namespace {
+
+using testing::TrackAtoms;
+
+std::optional<VideoDescription> descriptionOf(const TrackAtoms& track) {
+  const std::vector<uint8_t> bytes = testing::movieBytes({track});
+  const AtomTree tree = parseAtomTree(bytes);
+  EXPECT_TRUE(tree.ok()) << tree.error->message();
+  const AtomNode* trak = findAtom(tree.atoms, "moov/trak");
+  if (trak == nullptr) return std::nullopt;
+  return readVideoDescription(*trak, bytes);
+}
+
+TEST(VideoDescriptionTest, ReadsTheFormatWidthAndHeight) {
+  const auto description =
+      descriptionOf({.handler = FourCC("vide"),
+                     .format = FourCC("2vuy"),
+                     .descriptionFields = testing::videoDescriptionFields(720, 486)});
+  ASSERT_TRUE(description);
+  EXPECT_EQ(description->format, FourCC("2vuy"));
+  EXPECT_EQ(description->width, 720u);
+  EXPECT_EQ(description->height, 486u);
+}
+
+TEST(VideoDescriptionTest, ReadsTheLargestDimensions) {
+  const auto description =
+      descriptionOf({.format = FourCC("v210"),
+                     .descriptionFields = testing::videoDescriptionFields(0xFFFF, 0xFFFE)});
+  ASSERT_TRUE(description);
+  EXPECT_EQ(description->width, 0xFFFFu);
+  EXPECT_EQ(description->height, 0xFFFEu);
+}
+
+TEST(VideoDescriptionTest, AnswersNothingForADescriptionWithoutDimensions) {
+  // A caption description ends after its data reference index.
+  EXPECT_FALSE(descriptionOf({.format = FourCC("c608")}));
+  // The width there, the height cut off.
+  std::vector<uint8_t> fields = testing::videoDescriptionFields(720, 486);
+  fields.resize(19);
+  EXPECT_FALSE(descriptionOf({.format = FourCC("2vuy"), .descriptionFields = fields}));
+  fields.resize(20);
+  EXPECT_TRUE(descriptionOf({.format = FourCC("2vuy"), .descriptionFields = fields}));
+}
+
+TEST(VideoDescriptionTest, AnswersNothingWithoutASampleDescription) {
+  EXPECT_FALSE(descriptionOf({.format = FourCC("2vuy"), .withStsd = false}));
+}
+
+}  // namespace
+}  // namespace premoov
