@@ -64,7 +64,7 @@ struct Line21ReadSummary {
   uint64_t framesRead = 0;
   uint64_t framesWithErrors = 0;  // unreadable frames
   uint64_t framesMissing = 0;
-  std::vector<std::string> problems;  // of the movie's atoms and the track's tables
+  std::vector<std::string> problems = {};  // of the movie's atoms and the track's tables
 };
 
 // Reads the top three rows of every frame of the line-21 track of the movie at `path` (a growing
