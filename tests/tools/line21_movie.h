@@ -8,6 +8,7 @@
 
 #include "base/atom_writer.h"
 #include "base/byte_writer.h"
+#include "base/log.h"
 #include "captions/cc_utilities.h"
 #include "media/pixel_formats.h"
 #include "movie/track_atoms.h"
@@ -83,6 +84,7 @@ struct Line21Movie {
     const std::vector<uint8_t> header = mdat.take();
     bytes.insert(bytes.end(), header.begin(), header.end());
     ZPRCCUtilities overlay;
+    LogCapture overlayLog;  // frames too short for line 21 are drawn on purpose, and logged
     const size_t written = framesWritten.value_or(pairs.size());
     for (size_t i = 0; i < written; ++i) {
       const std::vector<uint8_t> frame = frameBytes(pairs[i], overlay);

@@ -98,6 +98,7 @@ TEST_P(Line21TrackFaultTest, NamesAFrameWhoseSampleCannotBeMade) {
   testing::FaultInjectingCoreMedia media;
   video.failing.insert(GetParam());
   media.failing.insert(GetParam());
+  LogCapture log;  // the extraction logs some of these failures; the frame names them all
   auto summary = readLine21Frames(movie_.path(), recorder_, {}, video, media);
   ASSERT_TRUE(summary) << summary.error();
   EXPECT_EQ(summary->framesRead, 2u);
