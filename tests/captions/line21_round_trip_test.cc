@@ -11,8 +11,9 @@
 #include "captions/line21_frames.h"
 #include "captions/line21_waveform.h"
 
-// A pair drawn into a frame reads back from it, in every frame format and at every width a
-// recorder feeds, with rows packed and padded; only the three caption rows change.
+// A pair drawn into a frame reads back from it, in every frame format, at the widths a recorder
+// feeds (720 to 3840), with rows packed and padded; only the pixels of the three caption rows
+// change.
 
 namespace premoov {
 namespace {
