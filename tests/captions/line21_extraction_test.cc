@@ -200,20 +200,13 @@ TEST(Line21ExtractionTest, ASampleWithoutAPictureGivesNoSample) {
   EXPECT_EQ(utilities.createClosedCaptionSampleFromCEA608VideoSampleBuffer(captions), nullptr);
 }
 
-struct FailureCase {
-  const char* name;
-  const char* call;
-  bool usesCoreMedia;
-  std::vector<std::string> log;
-};
-
-class Line21ExtractionFailureTest : public ::testing::TestWithParam<FailureCase> {};
+class Line21ExtractionFailureTest : public ::testing::TestWithParam<testing::FailureCase> {};
 
 TEST_P(Line21ExtractionFailureTest, GivesNoSample) {
-  const FailureCase& failure = GetParam();
+  const testing::FailureCase& failure = GetParam();
   testing::FaultInjectingCoreVideo video;
   testing::FaultInjectingCoreMedia media;
-  (failure.usesCoreMedia ? media.failing : video.failing).insert(failure.call);
+  failure.inject(video, media);
   ZPRCCUtilities utilities(video, media);
   TestFrame frame = makeFrame(kCVPixelFormatType_422YpCbCr8, 720, 4);
   LogCapture log;
@@ -226,23 +219,24 @@ TEST_P(Line21ExtractionFailureTest, GivesNoSample) {
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, Line21ExtractionFailureTest,
-    ::testing::Values(FailureCase{"NoFormatDescription", "CMFormatDescriptionCreate", true, {}},
-                      FailureCase{"NoLinesBuffer", "CVPixelBufferCreate", false, {}},
-                      FailureCase{"NoSession",
-                                  "VTPixelTransferSessionCreate",
-                                  false,
-                                  {"CEA608:VTPixelTransferSessionCreate Error: -6660"}},
-                      FailureCase{"NoFrameLock", "CVPixelBufferLockBaseAddress", false, {}},
-                      FailureCase{"NoWrapper", "CVPixelBufferCreateWithBytes", false, {}},
-                      FailureCase{"NoTransfer",
-                                  "VTPixelTransferSessionTransferImage",
-                                  false,
-                                  {"CEA608:VTPixelTransferSessionTransferImage Error: -6660"}},
-                      FailureCase{"NoBlock", "CMBlockBufferCreateWithMemoryBlock", true, {}},
-                      FailureCase{"NoSampleBuffer",
-                                  "CMSampleBufferCreate",
-                                  true,
-                                  {"CEA608:CMSampleBufferCreate Error: -12345"}}),
+    ::testing::Values(
+        testing::FailureCase{"NoFormatDescription", "CMFormatDescriptionCreate", true, {}},
+        testing::FailureCase{"NoLinesBuffer", "CVPixelBufferCreate", false, {}},
+        testing::FailureCase{"NoSession",
+                             "VTPixelTransferSessionCreate",
+                             false,
+                             {"CEA608:VTPixelTransferSessionCreate Error: -6660"}},
+        testing::FailureCase{"NoFrameLock", "CVPixelBufferLockBaseAddress", false, {}},
+        testing::FailureCase{"NoWrapper", "CVPixelBufferCreateWithBytes", false, {}},
+        testing::FailureCase{"NoTransfer",
+                             "VTPixelTransferSessionTransferImage",
+                             false,
+                             {"CEA608:VTPixelTransferSessionTransferImage Error: -6660"}},
+        testing::FailureCase{"NoBlock", "CMBlockBufferCreateWithMemoryBlock", true, {}},
+        testing::FailureCase{"NoSampleBuffer",
+                             "CMSampleBufferCreate",
+                             true,
+                             {"CEA608:CMSampleBufferCreate Error: -12345"}}),
     [](const auto& p) { return std::string(p.param.name); });
 
 TEST(Line21ExtractionTest, ALinesBufferWithoutThreeRowsIsNotReadPastItsEnd) {

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "captions/cc_utilities.h"
+#include "media/fault_injecting_core_media.h"
+#include "media/fault_injecting_core_video.h"
 #include "media/pixel_formats.h"
 
 namespace premoov::testing {
@@ -119,6 +121,19 @@ inline uint16_t expectedChroma(FourCC format) {
 }
 
 inline std::string formatName(FourCC format) { return format.toString(); }
+
+// A media or picture call made to fail (by the fault-injecting doubles), and the log lines the
+// operation under test must print then.
+struct FailureCase {
+  const char* name;
+  const char* call;
+  bool usesCoreMedia;
+  std::vector<std::string> log;
+
+  void inject(FaultInjectingCoreVideo& video, FaultInjectingCoreMedia& media) const {
+    (usesCoreMedia ? media.failing : video.failing).insert(call);
+  }
+};
 
 }  // namespace premoov::testing
 

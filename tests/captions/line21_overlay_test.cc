@@ -212,20 +212,13 @@ TEST(Line21OverlayTest, TheSameWidthWithoutABufferTriesToMakeItAgain) {
 
 // Each call that can fail, failing, leaves the frame as it was; only a session that cannot be
 // made is logged.
-struct FailureCase {
-  const char* name;
-  const char* call;
-  bool usesCoreMedia;
-  std::vector<std::string> log;
-};
-
-class Line21OverlayFailureTest : public ::testing::TestWithParam<FailureCase> {};
+class Line21OverlayFailureTest : public ::testing::TestWithParam<testing::FailureCase> {};
 
 TEST_P(Line21OverlayFailureTest, LeavesTheFrameUnchanged) {
-  const FailureCase& failure = GetParam();
+  const testing::FailureCase& failure = GetParam();
   testing::FaultInjectingCoreVideo video;
   testing::FaultInjectingCoreMedia media;
-  (failure.usesCoreMedia ? media.failing : video.failing).insert(failure.call);
+  failure.inject(video, media);
   ZPRCCUtilities utilities(video, media);
   TestFrame frame = makeFrame(kCVPixelFormatType_422YpCbCr8, 720, 4);
   const std::vector<uint8_t> before = frame.memory;
@@ -241,15 +234,16 @@ TEST_P(Line21OverlayFailureTest, LeavesTheFrameUnchanged) {
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, Line21OverlayFailureTest,
-    ::testing::Values(FailureCase{"NoDataPointer", "CMBlockBufferGetDataPointer", true, {}},
-                      FailureCase{"NoLinesBuffer", "CVPixelBufferCreate", false, {}},
-                      FailureCase{"NoSession",
-                                  "VTPixelTransferSessionCreate",
-                                  false,
-                                  {"CEA608:VTPixelTransferSessionCreate Error: -6660"}},
-                      FailureCase{"NoLock", "CVPixelBufferLockBaseAddress", false, {}},
-                      FailureCase{"NoWrapper", "CVPixelBufferCreateWithBytes", false, {}},
-                      FailureCase{"NoTransfer", "VTPixelTransferSessionTransferImage", false, {}}),
+    ::testing::Values(
+        testing::FailureCase{"NoDataPointer", "CMBlockBufferGetDataPointer", true, {}},
+        testing::FailureCase{"NoLinesBuffer", "CVPixelBufferCreate", false, {}},
+        testing::FailureCase{"NoSession",
+                             "VTPixelTransferSessionCreate",
+                             false,
+                             {"CEA608:VTPixelTransferSessionCreate Error: -6660"}},
+        testing::FailureCase{"NoLock", "CVPixelBufferLockBaseAddress", false, {}},
+        testing::FailureCase{"NoWrapper", "CVPixelBufferCreateWithBytes", false, {}},
+        testing::FailureCase{"NoTransfer", "VTPixelTransferSessionTransferImage", false, {}}),
     [](const auto& p) { return std::string(p.param.name); });
 
 TEST(Line21OverlayTest, ASessionThatCouldNotBeMadeIsTriedAgainOnTheNextFrame) {

@@ -8,21 +8,12 @@
 #include "captions/cea608_pair_names.h"
 #include "captions/srt_writer.h"
 #include "premoov/caption_tracks.h"
+#include "premoov/command_output.h"
 #include "premoov/commands.h"
 
 namespace premoov {
 
 namespace {
-
-// "01:02:03.045" for a time in units of `timeScale`, milliseconds truncated; "--:--:--.---" when
-// unknown.
-std::string clockText(std::optional<uint64_t> time, uint32_t timeScale) {
-  if (!time || timeScale == 0) return "--:--:--.---";
-  const auto seconds = static_cast<unsigned long long>(*time / timeScale);
-  const auto ms = static_cast<unsigned long long>(*time % timeScale * 1000 / timeScale);
-  return stringWithFormat("%02llu:%02llu:%02llu.%03llu", seconds / 3600, seconds / 60 % 60,
-                          seconds % 60, ms);
-}
 
 // Where a sample lies: its time, its frame (its time in its own durations) and its number.
 std::string placeText(const CaptionTrackInfo& track, const CaptionTrackSample& sample) {

@@ -18,16 +18,6 @@ namespace {
 // third: what a frame carrying a line-21 waveform gives whatever its caption pair.
 constexpr uint8_t kNullByte = 0x80;
 
-// "01:02:03.045" for a time in units of `timeScale`, milliseconds truncated; "--:--:--.---" when
-// unknown.
-std::string clockText(std::optional<uint64_t> time, uint32_t timeScale) {
-  if (!time || timeScale == 0) return "--:--:--.---";
-  const auto seconds = static_cast<unsigned long long>(*time / timeScale);
-  const auto ms = static_cast<unsigned long long>(*time % timeScale * 1000 / timeScale);
-  return stringWithFormat("%02llu:%02llu:%02llu.%03llu", seconds / 3600, seconds / 60 % 60,
-                          seconds % 60, ms);
-}
-
 std::string framesText(uint64_t count) {
   return std::to_string(count) + (count == 1 ? " frame" : " frames");
 }

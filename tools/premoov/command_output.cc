@@ -1,5 +1,7 @@
 #include "premoov/command_output.h"
 
+#include "base/log.h"
+
 namespace premoov {
 
 std::string jsonText(const OrderedJson& json, int indent) {
@@ -17,6 +19,14 @@ bool printRefusalUnlessCreated(const Result<HeaderReply>& reply, std::ostream& o
   }
   out << jsonText(refusal) << '\n';
   return false;
+}
+
+std::string clockText(std::optional<uint64_t> time, uint32_t timeScale) {
+  if (!time || timeScale == 0) return "--:--:--.---";
+  const auto seconds = static_cast<unsigned long long>(*time / timeScale);
+  const auto ms = static_cast<unsigned long long>(*time % timeScale * 1000 / timeScale);
+  return stringWithFormat("%02llu:%02llu:%02llu.%03llu", seconds / 3600, seconds / 60 % 60,
+                          seconds % 60, ms);
 }
 
 }  // namespace premoov

@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "header/sample_layout_observer.h"
@@ -12,16 +14,20 @@ namespace premoov {
 
 namespace {
 
-OrderedJson referenceJson(const PlannedReference& reference) {
-  OrderedJson json;
-  json["track"] = reference.track;
-  json["offset"] = reference.offset;
-  json["size"] = reference.size;
-  json["count"] = reference.count;
-  json["duration"] = reference.duration;
-  json["flags"] = reference.flags;
-  if (reference.displayOffset) json["displayOffset"] = *reference.displayOffset;
-  return json;
+// One reference as the compact JSON object {"track","offset","size","count","duration","flags"
+// [,"displayOffset"]}, printed directly rather than built as a document: a plan of hours has
+// millions of them. `track` is the name already in JSON form.
+void printReference(std::FILE* out, const std::string& track, const PlannedReference& r) {
+  std::fprintf(out,
+               "{\"track\":%s,\"offset\":%llu,\"size\":%llu,\"count\":%lu,\"duration\":%lld,"
+               "\"flags\":%lu",
+               track.c_str(), static_cast<unsigned long long>(r.offset),
+               static_cast<unsigned long long>(r.size), static_cast<unsigned long>(r.count),
+               static_cast<long long>(r.duration), static_cast<unsigned long>(r.flags));
+  if (r.displayOffset) {
+    std::fprintf(out, ",\"displayOffset\":%lld", static_cast<long long>(*r.displayOffset));
+  }
+  std::fputc('}', out);
 }
 
 // Keeps what the sample layout tells, in the order it tells it. The references go to a
@@ -42,8 +48,8 @@ class LayoutRecorder final : public SampleLayoutObserver {
   }
   void didReference(const PlannedReference& reference) override {
     if (reference.count == 0 || !references_) return;
-    const std::string line = jsonText(referenceJson(reference));
-    std::fprintf(references_, "%s%s", count_ == 0 ? "\n" : ",\n", line.c_str());
+    std::fputs(count_ == 0 ? "\n" : ",\n", references_);
+    printReference(references_, trackName(reference.track), reference);
     ++count_;
   }
   void didEndLayout(uint64_t end) override { end_ = end; }
@@ -66,8 +72,16 @@ class LayoutRecorder final : public SampleLayoutObserver {
   std::optional<uint64_t> end_;
 
  private:
+  // The track's name as a JSON string, made once for each of the few tracks.
+  const std::string& trackName(const std::string& track) {
+    auto found = trackNames_.find(track);
+    if (found == trackNames_.end()) found = trackNames_.emplace(track, jsonText(track)).first;
+    return found->second;
+  }
+
   std::FILE* references_;
   uint64_t count_ = 0;
+  std::map<std::string, std::string> trackNames_;
 };
 
 // A value the layout may not have told: null rather than a made-up number.
