@@ -125,21 +125,18 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
+  // Every run repeated, and only its aggregates reported, in microseconds.
+  const auto repeated = [](const std::string& name, auto run, premoov::FourCC format) {
+    benchmark::RegisterBenchmark(name.c_str(), run, format)
+        ->Unit(benchmark::kMicrosecond)
+        ->MinTime(0.2)
+        ->Repetitions(kRepetitions)
+        ->ReportAggregatesOnly(true);
+  };
   for (const premoov::FourCC format : kFormats) {
-    benchmark::RegisterBenchmark(floorName(format).c_str(), floorCopy, format)
-        ->MinTime(0.2)
-        ->Repetitions(kRepetitions)
-        ->ReportAggregatesOnly(true);
-    benchmark::RegisterBenchmark(runName("overlay", format).c_str(), overlay, format)
-        ->Unit(benchmark::kMicrosecond)
-        ->MinTime(0.2)
-        ->Repetitions(kRepetitions)
-        ->ReportAggregatesOnly(true);
-    benchmark::RegisterBenchmark(runName("extraction", format).c_str(), extraction, format)
-        ->Unit(benchmark::kMicrosecond)
-        ->MinTime(0.2)
-        ->Repetitions(kRepetitions)
-        ->ReportAggregatesOnly(true);
+    repeated(floorName(format), floorCopy, format);
+    repeated(runName("overlay", format), overlay, format);
+    repeated(runName("extraction", format), extraction, format);
   }
 
   MedianKeeper reporter;
