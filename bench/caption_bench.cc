@@ -11,6 +11,7 @@
 #include "captions/cc_utilities.h"
 #include "captions/scc_file.h"
 #include "captions/timecode_label.h"
+#include "floor_copy.h"
 #include "median_keeper.h"
 
 namespace premoov::bench {
@@ -58,15 +59,7 @@ std::string hourOfPopOnCaptions() {
 }
 
 // The least either output can cost: copying its bytes once, between buffers made beforehand.
-void floorCopy(benchmark::State& state, size_t bytes) {
-  std::vector<uint8_t> from(bytes, 0x5A), to(bytes);
-  for (auto _ : state) {
-    std::memcpy(to.data(), from.data(), bytes);
-    benchmark::DoNotOptimize(to.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
-}
+void floorCopy(benchmark::State& state, size_t bytes) { premoov::bench::copyFloor(state, bytes); }
 
 // An hour of packets through the builder, one a frame, a pair on one frame in three (the
 // density of the captions above), each sample made and released as a recorder would.

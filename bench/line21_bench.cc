@@ -9,6 +9,7 @@
 
 #include "captions/cc_utilities.h"
 #include "captions/line21_waveform.h"
+#include "floor_copy.h"
 #include "media/pixel_formats.h"
 #include "median_keeper.h"
 
@@ -60,14 +61,7 @@ std::vector<uint8_t> sampleBytes(const CMSampleBufferRef& sample) {
 // The least a frame's caption rows can cost: copying the bytes of its three top rows once, in
 // the frame's format, between buffers made beforehand.
 void floorCopy(benchmark::State& state, FourCC format) {
-  const size_t bytes = line21::kRows * *minimumBytesPerRow(format, kWidth);
-  std::vector<uint8_t> from(bytes, 0x5A), to(bytes);
-  for (auto _ : state) {
-    std::memcpy(to.data(), from.data(), bytes);
-    benchmark::DoNotOptimize(to.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+  premoov::bench::copyFloor(state, line21::kRows * *minimumBytesPerRow(format, kWidth));
 }
 
 // A pair drawn into each frame by one instance, as a recorder draws into its stream; the lines
