@@ -40,6 +40,15 @@ class AncillaryRows {
   std::vector<uint8_t>& bytes() { return bytes_; }
   const std::vector<uint8_t>& bytes() const { return bytes_; }
 
+  uint16_t get(size_t row, AncillaryStream stream, size_t index) const {
+    switch (stream) {
+      case AncillaryStream::kLuma: return getInterleaved(row, 2 * index + 1);
+      case AncillaryStream::kChroma: return getInterleaved(row, 2 * index);
+      case AncillaryStream::kInterleaved: break;
+    }
+    return getInterleaved(row, index);
+  }
+
   void set(size_t row, AncillaryStream stream, size_t index, uint16_t value) {
     switch (stream) {
       case AncillaryStream::kLuma: return setInterleaved(row, 2 * index + 1, value);
@@ -73,6 +82,12 @@ class AncillaryRows {
   }
 
  private:
+  uint16_t getInterleaved(size_t row, size_t j) const {
+    const uint8_t* base = bytes_.data() + row * bytesPerRow_;
+    if (!tenBit()) return base[j];
+    return v210Sample(readV210Word(base + j / 3 * 4), unsigned(j % 3));
+  }
+
   void setInterleaved(size_t row, size_t j, uint16_t value) {
     uint8_t* base = bytes_.data() + row * bytesPerRow_;
     if (!tenBit()) {
