@@ -11,7 +11,7 @@
 #include "captions/cc_utilities.h"
 #include "captions/scc_file.h"
 #include "captions/timecode_label.h"
-#include "floor_copy.h"
+#include "floors.h"
 #include "median_keeper.h"
 
 namespace premoov::bench {

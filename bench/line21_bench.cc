@@ -9,7 +9,7 @@
 
 #include "captions/cc_utilities.h"
 #include "captions/line21_waveform.h"
-#include "floor_copy.h"
+#include "floors.h"
 #include "media/pixel_formats.h"
 #include "median_keeper.h"
 

@@ -1,6 +1,7 @@
 #include "captions/ancillary_packets.h"
 
 #include <bit>
+#include <cstring>
 
 #include "media/pixel_formats.h"
 #include "media/v210_words.h"
@@ -23,15 +24,33 @@ struct RowSamples {
 };
 
 void readRow(const uint8_t* row, size_t bytesPerRow, FourCC format, RowSamples& out) {
-  out.samples.clear();
   if (format == kCVPixelFormatType_422YpCbCr10) {
-    for (size_t byte = 0; byte + 4 <= bytesPerRow; byte += 4) {
-      const uint32_t word = readV210Word(row + byte);
-      for (unsigned i = 0; i < 3; ++i) out.samples.push_back(v210Sample(word, i));
+    const size_t words = bytesPerRow / 4;
+    out.samples.resize(3 * words);
+    uint16_t* sample = out.samples.data();
+    for (size_t w = 0; w < words; ++w) {
+      const uint32_t word = readV210Word(row + 4 * w);
+      *sample++ = v210Sample(word, 0);
+      *sample++ = v210Sample(word, 1);
+      *sample++ = v210Sample(word, 2);
     }
   } else {
     out.samples.assign(row, row + bytesPerRow);
   }
+}
+
+// Whether a row has a sample of all ones, which every packet's flag holds: most captured rows
+// are blank, and are passed over at the cost of reading them once.
+bool mayHoldPacket(const uint8_t* row, size_t bytesPerRow, bool tenBit) {
+  if (!tenBit) return std::memchr(row, 0xFF, bytesPerRow) != nullptr;
+  bool found = false;
+  for (size_t byte = 0; byte + 4 <= bytesPerRow; byte += 4) {
+    const uint32_t word = readV210Word(row + byte);
+    found |= (word & kV210SampleMask) == kV210SampleMask ||
+             ((word >> 10) & kV210SampleMask) == kV210SampleMask ||
+             ((word >> 20) & kV210SampleMask) == kV210SampleMask;
+  }
+  return found;
 }
 
 // Bit 8 makes bits 0-8 even, and bit 9 is its inverse.
@@ -73,6 +92,11 @@ void scanStream(const StreamView& s, const RowSamples& row, size_t rowIndex, Anc
       packet.cutShort = true;
       if (i + 3 < s.size()) packet.did = static_cast<uint8_t>(s[i + 3]);
       if (i + 4 < s.size()) packet.sdid = static_cast<uint8_t>(s[i + 4]);
+      if (row.tenBit) {
+        bool parity = true;
+        for (size_t k = i + 3; k < s.size(); ++k) parity = parity && wordParityHolds(s[k]);
+        packet.parityHolds = parity;
+      }
       packets.push_back(std::move(packet));
       return;
     }
@@ -130,7 +154,9 @@ std::vector<AncillaryPacket> findAncillaryPackets(std::span<const uint8_t> rows,
   row.flagHigh = tenBit ? 0x3FF : 0xFF;
   const size_t rowCount = rows.size() / bytesPerRow;
   for (size_t r = 0; r < rowCount; ++r) {
-    readRow(rows.data() + r * bytesPerRow, bytesPerRow, format, row);
+    const uint8_t* start = rows.data() + r * bytesPerRow;
+    if (!mayHoldPacket(start, bytesPerRow, tenBit)) continue;
+    readRow(start, bytesPerRow, format, row);
     scanStream(StreamView(row.samples, 1, 2), row, r, AncillaryStream::kLuma, packets);
     scanStream(StreamView(row.samples, 0, 2), row, r, AncillaryStream::kChroma, packets);
     scanStream(StreamView(row.samples, 0, 1), row, r, AncillaryStream::kInterleaved, packets);

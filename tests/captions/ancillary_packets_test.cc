@@ -149,6 +149,12 @@ TEST_P(AncillaryPacketsTest, AHeaderCutShortByTheRowEndIsReported) {
   EXPECT_EQ(packets[0].position, luma - 4);
   EXPECT_EQ(packets[0].did, 0x61);
   EXPECT_TRUE(packets[0].userData.empty());
+  // The words the row holds are checked.
+  if (tenBit()) {
+    EXPECT_EQ(packets[0].parityHolds, true);
+  } else {
+    EXPECT_EQ(packets[0].parityHolds, std::nullopt);
+  }
 }
 
 TEST_P(AncillaryPacketsTest, NothingForRowsOfNoBytesOrAnotherFormat) {

@@ -20,4 +20,18 @@ inline void copyFloor(benchmark::State& state, size_t bytes) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
 }
 
+// The floor of a reader: reading `bytes` once, eight at a time, from a buffer made beforehand.
+inline void readFloor(benchmark::State& state, const std::vector<uint8_t>& bytes) {
+  for (auto _ : state) {
+    uint64_t sum = 0;
+    for (size_t i = 0; i + 8 <= bytes.size(); i += 8) {
+      uint64_t word;
+      std::memcpy(&word, bytes.data() + i, 8);
+      sum += word;
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes.size()));
+}
+
 }  // namespace premoov::bench
