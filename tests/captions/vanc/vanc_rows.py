@@ -72,3 +72,28 @@ def adf_positions(values, fmt):
     """Indexes where the ancillary data flag starts in a sample stream."""
     adf = list(ADF[fmt])
     return [i for i in range(len(values) - 2) if values[i:i + 3] == adf]
+
+
+def row_from_samples(fmt, values):
+    """Packs samples (Cb Y Cr Y ...) into a row; a v210 row takes three samples a word."""
+    if fmt == "UYVY":
+        return bytes(values)
+    if len(values) % 3:
+        raise ValueError("a v210 row holds whole words of three samples")
+    return b"".join(struct.pack("<I", values[i] | values[i + 1] << 10 | values[i + 2] << 20)
+                    for i in range(0, len(values), 3))
+
+
+def place(fmt, row, name, position, words):
+    """The row with `words` written into sample stream `name` from index `position` on, as far
+    as the stream reaches (a packet may be cut short by the row's end)."""
+    every = samples(fmt, row)
+    if name == "luma":
+        indexes = range(1, len(every), 2)
+    elif name == "chroma":
+        indexes = range(0, len(every), 2)
+    else:
+        indexes = range(len(every))
+    for index, word in zip(indexes[position:], words):
+        every[index] = word
+    return row_from_samples(fmt, every)
