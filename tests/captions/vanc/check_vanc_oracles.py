@@ -289,7 +289,6 @@ def check_described(checker, premoov, folder, fmt, cdp):
     hex_cdp = cdp.hex().upper()
     ten_bit = fmt == "v210"
     width = 1920
-    luma_count = len(vr.stream(fmt, vr.blank_row(fmt, width), "luma"))
     chroma_count = len(vr.stream(fmt, vr.blank_row(fmt, width), "chroma"))
     good = {"did": CAPTION[0], "sdid": CAPTION[1], "dataCount": len(cdp),
             "parityOk": True if ten_bit else None, "checksumOk": True, "cutShort": False,
