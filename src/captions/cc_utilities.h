@@ -146,6 +146,21 @@ class ZPRCCUtilities {
   CMSampleBufferRef createClosedCaptionSampleFromCEA608VideoSampleBuffer(
       const CMSampleBufferRef& videoSampleBuffer);
 
+  // CEA-708 caption samples from the ancillary rows a capture device delivers beside the picture
+  // (SMPTE 334 caption packets, DID 0x61 SDID 0x01, in SMPTE 291 packets).
+  // createClosedCaptionSampleFromCEA708DataBuffer:size:bytesPerRow:bufferFormat:timingInfo:
+  // A "c708" sample of the first caption packet in `size` bytes of rows ('2vuy' or 'v210'), with
+  // `timingInfo` as given, or nothing. As recorders have always read these rows: a row is read
+  // from its start and given up at the first word that starts no packet; '2vuy' takes the
+  // packet's cdp_length bytes, 'v210' its data count from the fifth word of the row whatever the
+  // packet's place, and steps over other packets by their data count in words. Nothing is read
+  // past `size`: a packet that would run past it ends the scan of its row, logged.
+  CMSampleBufferRef createClosedCaptionSampleFromCEA708DataBuffer(const uint8_t* dataBuffer,
+                                                                  uint32_t size,
+                                                                  uint32_t bytesPerRow,
+                                                                  FourCC bufferFormat,
+                                                                  CMSampleTimingInfo timingInfo);
+
   // The instance's state, for tests and tools that check it.
   const CVPixelBufferRef& cea608LinesPixelBuffer() const { return cea608LinesPixelBuffer_; }
   const VTPixelTransferSessionRef& transferSession() const { return transferSession_; }

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "media/pixel_formats.h"
+#include "media/v210_words.h"
 
 namespace premoov {
 namespace {
@@ -107,23 +108,13 @@ constexpr std::array<V210Code, 12> kV210Order{{{1, 0},
 constexpr size_t kV210GroupPixels = 6;
 constexpr size_t kV210GroupBytes = 16;
 
-// The pixel packing is little-endian by definition of the format, unlike the file structures
-// that the byte writer serves.
-uint32_t readWord(const uint8_t* p) {
-  return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
-}
-
-void writeWord(uint8_t* p, uint32_t word) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(word >> (8 * i));
-}
-
 using GroupCodes = std::array<std::array<uint16_t, kV210GroupPixels>, 3>;  // [kind][pixel]
 
 GroupCodes unpackGroup(const uint8_t* group) {
   GroupCodes codes{};
   for (size_t i = 0; i < kV210Order.size(); ++i) {
-    const uint32_t word = readWord(group + 4 * (i / 3));
-    codes[kV210Order[i].kind][kV210Order[i].pixel] = (word >> (10 * (i % 3))) & 0x3FF;
+    const uint32_t word = readV210Word(group + 4 * (i / 3));
+    codes[kV210Order[i].kind][kV210Order[i].pixel] = v210Sample(word, static_cast<unsigned>(i % 3));
   }
   return codes;
 }
@@ -133,7 +124,7 @@ void packGroup(const GroupCodes& codes, uint8_t* group) {
   for (size_t i = 0; i < kV210Order.size(); ++i) {
     words[i / 3] |= uint32_t(codes[kV210Order[i].kind][kV210Order[i].pixel]) << (10 * (i % 3));
   }
-  for (size_t w = 0; w < words.size(); ++w) writeWord(group + 4 * w, words[w]);
+  for (size_t w = 0; w < words.size(); ++w) writeV210Word(group + 4 * w, words[w]);
 }
 
 void readV210(const uint8_t* row, std::span<RGBPixel> pixels) {

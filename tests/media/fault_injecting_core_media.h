@@ -8,26 +8,28 @@
 namespace premoov::testing {
 
 // Media calls that fail on demand: every creation call named in `failing` answers `status` and
-// makes nothing, so that a caller's "cannot be made" paths run.
+// makes nothing, so that a caller's "cannot be made" paths run. A call named in `failingOnce`
+// fails once for each time it is named there.
 class FaultInjectingCoreMedia : public CoreMedia {
  public:
   std::set<std::string> failing;
+  std::multiset<std::string> failingOnce;
   OSStatus status = -12345;
 
   OSStatus CMFormatDescriptionCreate(FourCC mediaType, FourCC mediaSubType,
                                      CMFormatDescriptionRef* formatOut) override {
-    if (failing.count("CMFormatDescriptionCreate")) return fail(formatOut);
+    if (fails("CMFormatDescriptionCreate")) return fail(formatOut);
     return CoreMedia::CMFormatDescriptionCreate(mediaType, mediaSubType, formatOut);
   }
   OSStatus CMBlockBufferCreateWithMemoryBlock(size_t blockLength,
                                               CMBlockBufferRef* blockBufferOut) override {
-    if (failing.count("CMBlockBufferCreateWithMemoryBlock")) return fail(blockBufferOut);
+    if (fails("CMBlockBufferCreateWithMemoryBlock")) return fail(blockBufferOut);
     return CoreMedia::CMBlockBufferCreateWithMemoryBlock(blockLength, blockBufferOut);
   }
   OSStatus CMBlockBufferGetDataPointer(const CMBlockBufferRef& buffer, size_t offset,
                                        size_t* lengthAtOffset, size_t* totalLength,
                                        uint8_t** dataPointer) override {
-    if (failing.count("CMBlockBufferGetDataPointer")) {
+    if (fails("CMBlockBufferGetDataPointer")) {
       if (dataPointer) *dataPointer = nullptr;
       return status;
     }
@@ -39,7 +41,7 @@ class FaultInjectingCoreMedia : public CoreMedia {
                                 std::span<const CMSampleTimingInfo> timing,
                                 std::span<const size_t> sizes,
                                 CMSampleBufferRef* sampleBufferOut) override {
-    if (failing.count("CMSampleBufferCreate")) return fail(sampleBufferOut);
+    if (fails("CMSampleBufferCreate")) return fail(sampleBufferOut);
     return CoreMedia::CMSampleBufferCreate(dataBuffer, format, numSamples, timing, sizes,
                                            sampleBufferOut);
   }
@@ -48,12 +50,20 @@ class FaultInjectingCoreMedia : public CoreMedia {
                                                     const CMFormatDescriptionRef& format,
                                                     const CMSampleTimingInfo* timing,
                                                     CMSampleBufferRef* sampleBufferOut) override {
-    if (failing.count("CMSampleBufferCreateReadyWithImageBuffer")) return fail(sampleBufferOut);
+    if (fails("CMSampleBufferCreateReadyWithImageBuffer")) return fail(sampleBufferOut);
     return CoreMedia::CMSampleBufferCreateReadyWithImageBuffer(imageBuffer, format, timing,
                                                                sampleBufferOut);
   }
 
  private:
+  bool fails(const std::string& call) {
+    if (failing.count(call)) return true;
+    const auto once = failingOnce.find(call);
+    if (once == failingOnce.end()) return false;
+    failingOnce.erase(once);
+    return true;
+  }
+
   template <typename Ref>
   OSStatus fail(Ref* out) {
     if (out) out->reset();
