@@ -133,6 +133,31 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   CLI::Option* line21LimitOption = captionsLine21Command->add_option(
       "--limit", line21Limit, "Read at most this many frames (default: a day at 60 fps).");
   captionsLine21Command->footer(kCaptionsLine21Format);
+  CaptionsVancOptions vanc;
+  uint64_t vancLimit = 0;
+  CLI::App* captionsVancCommand = captionsCommand->add_subcommand(
+      "vanc", "Print the caption packets of captured ancillary rows (SMPTE 334), frame by frame.");
+  captionsVancCommand->add_option("file", vanc.rowsPath, "The raw rows, frame after frame.")
+      ->required();
+  captionsVancCommand->add_option("--format", vanc.format, "The rows' packing: v210 or 2vuy.")
+      ->required()
+      ->check(CLI::IsMember({"v210", "2vuy", "UYVY"}));
+  captionsVancCommand->add_option("--bytes-per-row", vanc.bytesPerRow, "Bytes a row.")
+      ->required()
+      ->check(CLI::Range(1u, UINT32_MAX));
+  captionsVancCommand
+      ->add_option("--rows-per-frame", vanc.rowsPerFrame, "Rows a frame (default 1).")
+      ->check(CLI::Range(1u, UINT32_MAX));
+  captionsVancCommand->add_flag(
+      "--recorder", vanc.recorder,
+      "Make each frame's sample as a recorder does: a packet at a row's start only, unchecked.");
+  captionsVancCommand->add_flag("--json", vanc.json, "Print one JSON object a frame.");
+  captionsVancCommand->add_option(
+      "--out", vanc.outPath,
+      "Write each frame's first caption packet as a c708 sample, back to back.");
+  CLI::Option* vancLimitOption =
+      captionsVancCommand->add_option("--limit", vancLimit, "Read at most this many frames.");
+  captionsVancCommand->footer(kCaptionsVancFormat);
   CaptionsSccOptions scc;
   int64_t sccFrames = 0;
   CLI::App* captionsSccCommand = captionsCommand->add_subcommand(
@@ -183,6 +208,10 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   if (captionsLine21Command->parsed()) {
     if (line21LimitOption->count() > 0) line21.frameLimit = line21Limit;
     return runCaptionsLine21Command(line21, out, err);
+  }
+  if (captionsVancCommand->parsed()) {
+    if (vancLimitOption->count() > 0) vanc.frameLimit = vancLimit;
+    return runCaptionsVancCommand(vanc, out, err);
   }
   if (captionsSccCommand->parsed()) {
     if (sccFramesOption->count() > 0) scc.frames = sccFrames;

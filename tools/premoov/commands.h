@@ -139,6 +139,25 @@ struct CaptionsLine21Options {
 int runCaptionsLine21Command(const CaptionsLine21Options& options, std::ostream& out,
                              std::ostream& err);
 
+struct CaptionsVancOptions {
+  std::string rowsPath{};
+  std::string format{};  // "v210", "2vuy" (or "UYVY")
+  uint32_t bytesPerRow = 0;
+  uint32_t rowsPerFrame = 1;
+  bool recorder = false;  // the recorder's own reading instead of the full scan
+  bool json = false;      // one object a frame
+  std::string outPath{};  // the "c708" samples, back to back; empty: none written
+  std::optional<uint64_t> frameLimit{};
+};
+// `premoov captions vanc ROWS.raw --format v210|2vuy --bytes-per-row N [--rows-per-frame K]
+// [--recorder] [--json] [--out SAMPLES] [--limit N]`: the ancillary packets of each frame of
+// captured ancillary rows (K rows of N bytes a frame), the caption packets with their cdp and
+// line-21 pairs; or, with --recorder, the "c708" sample a recorder makes of each frame. With
+// --out, each frame's first caption packet as a "c708" sample, back to back. Exits 0 when every
+// packet checks out, 1 for bad input, a packet with errors or a partial last frame.
+int runCaptionsVancCommand(const CaptionsVancOptions& options, std::ostream& out,
+                           std::ostream& err);
+
 // The whole command line, argv[0] included.
 int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
 

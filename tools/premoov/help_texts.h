@@ -33,4 +33,23 @@ three rows of a frame are read. With --json: one object a line, the track, each 
 Exit status: 0 when every frame present reads, 1 otherwise.
 )";
 
+// The line format of `premoov captions vanc`, for its help.
+inline constexpr const char* kCaptionsVancFormat = R"(Output, one line each:
+  frame F row R STREAM @P: caption, N words[, parity ok|error], checksum ok|error | CDP | PAIR ...
+  frame F row R STREAM @P: DID XX SDID XX, N words[, parity ok|error], checksum ok|error
+  frame F row R STREAM @P: ..., N words, cut short by the row end
+  frames A-B: no ancillary packet
+  N frames: C caption packets (E with errors), O other packets, F frames without captions
+Each frame is --rows-per-frame rows of --bytes-per-row bytes. Packets are found anywhere in a
+row, in its luma samples (HD), its chroma samples, or all its samples in order (SD, "interleaved");
+P counts samples of that stream from the row start. Parity is checked in 10-bit rows only; 8-bit
+rows keep the low byte of the checksum. CDP and PAIR read as in `captions dump`.
+With --recorder, the sample the recorder's own reading makes of each frame instead:
+  frame F: SIZE B: CDP | PAIR ...
+  frames A-B: no caption sample
+That reading takes only a packet at a row's start (and in 'v210' rows reads its payload from the
+row's fifth word), as recorders always have. With --json: one object a frame.
+Exit status: 0 when every packet checks out, 1 otherwise.
+)";
+
 }  // namespace premoov
