@@ -119,36 +119,20 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
-  // Every run repeated, and only its aggregates reported, in microseconds.
-  const auto repeated = [](const std::string& name, auto run, premoov::FourCC format) {
-    benchmark::RegisterBenchmark(name.c_str(), run, format)
-        ->Unit(benchmark::kMicrosecond)
-        ->MinTime(0.2)
-        ->Repetitions(kRepetitions)
-        ->ReportAggregatesOnly(true);
-  };
   for (const premoov::FourCC format : kFormats) {
-    repeated(floorName(format), floorCopy, format);
-    repeated(runName("overlay", format), overlay, format);
-    repeated(runName("extraction", format), extraction, format);
+    registerRepeated(floorName(format), floorCopy, format, kRepetitions);
+    registerRepeated(runName("overlay", format), overlay, format, kRepetitions);
+    registerRepeated(runName("extraction", format), extraction, format, kRepetitions);
   }
-
   MedianKeeper reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
 
-  std::printf("\nMedians of %d repetitions, %zu x %zu frames\n%-24s %10s %10s %9s %9s %12s\n",
-              kRepetitions, kWidth, kHeight, "line 21", "cpu us", "floor us", "x floor", "x wall",
-              "frames/s");
+  std::printf("\nMedians of %d repetitions, %zu x %zu frames\n", kRepetitions, kWidth, kHeight);
+  printFrameTableHeader("line 21");
   for (const premoov::FourCC format : kFormats) {
-    const auto* floor = reporter.median(floorName(format));
     for (const char* operation : {"overlay", "extraction"}) {
-      const std::string name = runName(operation, format);
-      const auto* run = reporter.median(name);
-      if (!run || !floor || floor->cpu <= 0 || floor->wall <= 0 || run->wall <= 0) continue;
-      std::printf("%-24s %10.2f %10.3f %9.1f %9.1f %12.0f\n", name.c_str(), run->cpu * 1e6,
-                  floor->cpu * 1e6, run->cpu / floor->cpu, run->wall / floor->wall,
-                  1.0 / run->wall);
+      printFrameTableRow(reporter, runName(operation, format), floorName(format));
     }
   }
   std::printf(

@@ -87,34 +87,20 @@ int main(int argc, char** argv) {
   using namespace premoov::bench;
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  const auto repeated = [](const std::string& name, auto run, Layout layout) {
-    benchmark::RegisterBenchmark(name.c_str(), run, layout)
-        ->Unit(benchmark::kMicrosecond)
-        ->MinTime(0.2)
-        ->Repetitions(kRepetitions)
-        ->ReportAggregatesOnly(true);
-  };
   for (const Layout& layout : kLayouts) {
-    repeated(floorName(layout), floorRead, layout);
-    repeated(runName("recorder", layout), recorder, layout);
-    repeated(runName("scanner", layout), scanner, layout);
+    registerRepeated(floorName(layout), floorRead, layout, kRepetitions);
+    registerRepeated(runName("recorder", layout), recorder, layout, kRepetitions);
+    registerRepeated(runName("scanner", layout), scanner, layout, kRepetitions);
   }
   MedianKeeper reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
-  std::printf(
-      "\nMedians of %d repetitions, %zu rows of 1920 pixels a frame\n%-20s %9s %10s %9s "
-      "%9s %12s\n",
-      kRepetitions, kRows, "reader", "cpu us", "floor us", "x floor", "x wall", "frames/s");
+  std::printf("\nMedians of %d repetitions, %zu rows of 1920 pixels a frame\n", kRepetitions,
+              kRows);
+  printFrameTableHeader("reader");
   for (const Layout& layout : kLayouts) {
-    const auto* floor = reporter.median(floorName(layout));
     for (const char* reader : {"recorder", "scanner"}) {
-      const std::string name = runName(reader, layout);
-      const auto* run = reporter.median(name);
-      if (!run || !floor || floor->cpu <= 0 || floor->wall <= 0 || run->wall <= 0) continue;
-      std::printf("%-20s %9.2f %10.3f %9.2f %9.2f %12.0f\n", name.c_str(), run->cpu * 1e6,
-                  floor->cpu * 1e6, run->cpu / floor->cpu, run->wall / floor->wall,
-                  1.0 / run->wall);
+      printFrameTableRow(reporter, runName(reader, layout), floorName(layout));
     }
   }
   std::printf(
