@@ -147,5 +147,16 @@ TEST(PremoovdTest, StopsOnSigtermAndRemovesItsSocket) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST(PremoovdTest, ASigtermWhileStartingStopsItCleanlyOnceItListens) {
+  ServiceProcess service({}, std::nullopt, ServiceProcess::StopSignals::kHeldWhileStarting);
+  ASSERT_EQ(service.signal(SIGTERM), 0);
+  const std::string path = service.socketPath();
+  const int status = service.stop();
+  EXPECT_TRUE(WIFEXITED(status)) << status;
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_NE(service.log().find("stopped"), std::string::npos) << service.log();
+}
+
 }  // namespace
 }  // namespace premoov::testing

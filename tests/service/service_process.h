@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -37,13 +38,29 @@ inline bool socketAnswers(const std::string& path) {
 // can read. Stopped with SIGTERM when the object goes.
 class ServiceProcess {
  public:
+  // kHeldWhileStarting starts the service with SIGTERM and SIGINT blocked, so that a signal sent
+  // at once waits for the service to take it instead of killing a process that has not yet set
+  // up its handlers. The constructor then returns without waiting for the socket.
+  enum class StopSignals { kDelivered, kHeldWhileStarting };
+
   explicit ServiceProcess(std::vector<std::string> extraArguments = {},
-                          std::optional<int> passedSocket = std::nullopt) {
+                          std::optional<int> passedSocket = std::nullopt,
+                          StopSignals stopSignals = StopSignals::kDelivered) {
     socketPath_ = directory_.path() + "/premoov.sock";
     logPath_ = directory_.path() + "/premoovd.log";
     std::vector<std::string> arguments{PREMOOVD_PATH, "--socket", socketPath_, "--verbose"};
     arguments.insert(arguments.end(), extraArguments.begin(), extraArguments.end());
+    // Blocked before the fork, so that no signal reaches the child before it is held; the child
+    // keeps the mask across exec, the test's own thread gets its mask back.
+    sigset_t held, previous;
+    sigemptyset(&held);
+    if (stopSignals == StopSignals::kHeldWhileStarting) {
+      sigaddset(&held, SIGTERM);
+      sigaddset(&held, SIGINT);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &held, &previous);
     pid_ = ::fork();
+    if (pid_ != 0) ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     if (pid_ == 0) {
       const int log = ::open(logPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
       ::dup2(log, STDERR_FILENO);
@@ -63,7 +80,7 @@ class ServiceProcess {
       ::execv(argv[0], argv.data());
       ::_exit(127);
     }
-    if (!passedSocket) waitForSocket();
+    if (!passedSocket && stopSignals == StopSignals::kDelivered) waitForSocket();
   }
   ~ServiceProcess() { stop(); }
   ServiceProcess(const ServiceProcess&) = delete;
@@ -73,12 +90,24 @@ class ServiceProcess {
   pid_t pid() const { return pid_; }
   bool ready() const { return ready_; }
 
-  // SIGTERM, then the exit status as waitpid reports it. A service that does not exit cleanly,
-  // or whose sanitizers reported anything, fails the test that ran it.
+  // SIGTERM, then the exit status as waitpid reports it. A service that does not exit cleanly
+  // within kStopLimit, or whose sanitizers reported anything, fails the test that ran it; one
+  // that does not exit at all is killed.
   int stop() {
     if (pid_ <= 0) return status_;
     ::kill(pid_, SIGTERM);
-    ::waitpid(pid_, &status_, 0);
+    const auto deadline = std::chrono::steady_clock::now() + kStopLimit;
+    pid_t ended = 0;
+    while ((ended = ::waitpid(pid_, &status_, WNOHANG)) == 0 &&
+           std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (ended == 0) {
+      ADD_FAILURE() << "premoovd did not stop within " << kStopLimit.count()
+                    << " s of SIGTERM; killed";
+      ::kill(pid_, SIGKILL);
+      ::waitpid(pid_, &status_, 0);
+    }
     pid_ = -1;
     const std::string text = log();
     for (const char* report :
@@ -104,6 +133,8 @@ class ServiceProcess {
   size_t threads() const { return entries("/proc/" + std::to_string(pid_) + "/task"); }
 
  private:
+  static constexpr std::chrono::seconds kStopLimit{60};
+
   void waitForSocket() {
     for (int attempt = 0; attempt < 500 && !ready_; ++attempt) {
       if (std::filesystem::exists(socketPath_) && socketAnswers(socketPath_)) {

@@ -5,6 +5,8 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -18,12 +20,22 @@
 
 namespace {
 
-premoov::ServiceListener* gStoppingListener = nullptr;
+// A signal may come while the socket is being opened, before there is a listener to stop: it is
+// remembered, and the listener stops as soon as it exists.
+std::atomic<premoov::ServiceListener*> gStoppingListener{nullptr};
+volatile std::sig_atomic_t gStopRequested = 0;
 
 void stopOnSignal(int) {
-  if (gStoppingListener) gStoppingListener->stop();
+  gStopRequested = 1;
+  if (auto* listener = gStoppingListener.load()) listener->stop();
 }
 
+static_assert(std::atomic<premoov::ServiceListener*>::is_always_lock_free,
+              "the signal handler reads the listener without a lock");
+
+// Installed before the socket is opened: a SIGTERM that comes while the service starts stops it
+// as cleanly as one that comes later. A parent may have blocked the stop signals while
+// starting us; they are ours to take from here on.
 void installStopSignals() {
   struct sigaction action {};
   action.sa_handler = stopOnSignal;
@@ -31,6 +43,11 @@ void installStopSignals() {
   sigaction(SIGTERM, &action, nullptr);
   sigaction(SIGINT, &action, nullptr);
   signal(SIGPIPE, SIG_IGN);
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGTERM);
+  sigaddset(&stopSignals, SIGINT);
+  sigprocmask(SIG_UNBLOCK, &stopSignals, nullptr);
 }
 
 // Every client costs a descriptor: take all the system grants.
@@ -63,6 +80,7 @@ int main(int argc, char** argv) {
       std::chrono::milliseconds(static_cast<long long>(replyTimeoutSeconds * 1000));
 
   raiseDescriptorLimit();
+  installStopSignals();
   auto activated = premoov::activatedListeningSocket();
   if (!activated) {
     std::fprintf(stderr, "premoovd: %s\n", activated.error().c_str());
@@ -80,7 +98,7 @@ int main(int argc, char** argv) {
   auto delegate = std::make_unique<premoov::QuickTimeServiceDelegate>();
   (*listener)->setDelegate(delegate.get());
   gStoppingListener = listener->get();
-  installStopSignals();
+  if (gStopRequested) (*listener)->stop();
   premoov::NSLog("listening on %s", *activated ? "the socket passed by the system" : path.c_str());
   (*listener)->resume();
   gStoppingListener = nullptr;
