@@ -17,5 +17,5 @@ function(premoov_tests name)
   target_link_libraries(${name}_tests PRIVATE ${ARGN} GTest::gtest GTest::gtest_main GTest::gmock)
   target_compile_definitions(${name}_tests PRIVATE
     PREMOOV_SOURCE_DIR="${PROJECT_SOURCE_DIR}" PREMOOV_BINARY_DIR="${PROJECT_BINARY_DIR}")
-  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${name})
+  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES PROPERTIES LABELS ${name})
 endfunction()

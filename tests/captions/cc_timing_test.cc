@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <ostream>
+#include <string>
 
 #include "captions/cc_utilities.h"
 
@@ -53,7 +54,11 @@ INSTANTIATE_TEST_SUITE_P(
         // 300 triplets do not fit the 8-bit cc_count: the low 8 bits, 44, are what is kept.
         TimingCase{1, 2, 0, 44, 153},
         // A zero duration is an infinite rate: no code and no triplets.
-        TimingCase{0, 30000, 0, 0, 21}, TimingCase{0, 0, 0, 0, 21}));
+        TimingCase{0, 30000, 0, 0, 21}, TimingCase{0, 0, 0, 0, 21}),
+    // "1001_30000": the frame duration.
+    [](const ::testing::TestParamInfo<TimingCase>& timing) {
+      return std::to_string(timing.param.value) + "_" + std::to_string(timing.param.timescale);
+    });
 
 TEST(CCTimingTest, OnlyValueAndTimescaleAreRead) {
   const CMTime plain = CMTimeMake(1001, 30000);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
 
 #include "base/byte_reader.h"
 #include "base/log.h"
@@ -192,6 +193,18 @@ struct FailureCase {
 
 class MovieCreatorFailureTest : public ::testing::TestWithParam<FailureCase> {};
 
+// "AddMediaSampleReferences64_tmcd_2": the failing call, the media it fails for (or AnyMedia)
+// and which of its calls fails, then the settings that differ from the plain request.
+std::string failureCaseName(const ::testing::TestParamInfo<FailureCase>& info) {
+  const FailureCase& c = info.param;
+  std::string name = std::string(c.call) + "_" +
+                     (c.mediaType ? c.mediaType->toString() : std::string("AnyMedia")) + "_" +
+                     std::to_string(c.occurrence);
+  if (c.longGOP) name += "_LongGOP";
+  if (c.globalTimecode) name += "_GlobalTimecode";
+  return name;
+}
+
 TEST_P(MovieCreatorFailureTest, ReportsTheFailingCallOnce) {
   const FailureCase& c = GetParam();
   FaultInjectingToolbox toolbox;
@@ -271,7 +284,8 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"InsertMediaIntoTrack", kSoun, 2, false, false,
                     "InsertMediaIntoTrack (Audio) failed (-108)"},
         FailureCase{"InsertMediaIntoTrack", kClcp, 1, false, false,
-                    "InsertMediaIntoTrack (ClosedCaption) failed (-108)"}));
+                    "InsertMediaIntoTrack (ClosedCaption) failed (-108)"}),
+    failureCaseName);
 
 TEST(MovieCreatorTest, DataReferenceFallsBackToReplacingThePlaceholder) {
   FaultInjectingToolbox toolbox;

@@ -224,6 +224,28 @@ struct RoundingCase {
 
 class CMTimeRoundingTest : public ::testing::TestWithParam<RoundingCase> {};
 
+// "TowardZero_1of3_in1000": the method, then the time and the scale it is converted to.
+std::string roundingCaseName(const ::testing::TestParamInfo<RoundingCase>& info) {
+  const RoundingCase& c = info.param;
+  const char* method = "Unknown";
+  switch (c.method) {
+    case Rounding::kCMTimeRoundingMethod_RoundHalfAwayFromZero: method = "HalfAwayFromZero"; break;
+    case Rounding::kCMTimeRoundingMethod_RoundTowardZero: method = "TowardZero"; break;
+    case Rounding::kCMTimeRoundingMethod_RoundAwayFromZero: method = "AwayFromZero"; break;
+    case Rounding::kCMTimeRoundingMethod_QuickTime: method = "QuickTime"; break;
+    case Rounding::kCMTimeRoundingMethod_RoundTowardPositiveInfinity:
+      method = "TowardPlusInfinity";
+      break;
+    case Rounding::kCMTimeRoundingMethod_RoundTowardNegativeInfinity:
+      method = "TowardMinusInfinity";
+      break;
+  }
+  const std::string value =
+      c.value < 0 ? "minus" + std::to_string(-c.value) : std::to_string(c.value);
+  return std::string(method) + "_" + value + "of" + std::to_string(c.from) + "_in" +
+         std::to_string(c.to);
+}
+
 TEST_P(CMTimeRoundingTest, RoundsAsNamed) {
   const RoundingCase& c = GetParam();
   const CMTime out = CMTimeConvertScale(CMTimeMake(c.value, c.from), c.to, c.method);
@@ -254,8 +276,8 @@ INSTANTIATE_TEST_SUITE_P(
         RoundingCase{Rounding::kCMTimeRoundingMethod_RoundTowardNegativeInfinity, -1, 3, 1, -1},
         RoundingCase{Rounding::kCMTimeRoundingMethod_RoundTowardNegativeInfinity, 4, 3, 1, 1},
         RoundingCase{kQuickTime, 1001, 30000, 600, 20}, RoundingCase{kQuickTime, 1, 3, 1000, 334},
-        RoundingCase{kQuickTime, -1, 30000, 600, -1},
-        RoundingCase{kQuickTime, 6, 600, 30000, 300}));
+        RoundingCase{kQuickTime, -1, 30000, 600, -1}, RoundingCase{kQuickTime, 6, 600, 30000, 300}),
+    roundingCaseName);
 
 }  // namespace
 }  // namespace premoov

@@ -1,6 +1,5 @@
 #include "naming/metadata_item.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -156,26 +155,6 @@ TEST(ZPRMetadataItemTest, DateItemWithoutADateHasNoString) {
   EXPECT_EQ(item.stringValue(), std::nullopt);
 }
 
-// Runs in a child process only (see dateTextInChild): formats one date item in the locale and
-// time zone the child was started with and writes the text to the file the parent named.
-constexpr const char* kChildOutputVariable = "PREMOOV_NAMING_DATE_TEXT_OUT";
-constexpr const char* kChildDateVariable = "PREMOOV_NAMING_DATE_SECONDS";
-
-TEST(ZPRMetadataItemDateChild, DISABLED_WritesDateText) {
-  const char* outputPath = std::getenv(kChildOutputVariable);
-  const char* seconds = std::getenv(kChildDateVariable);
-  if (outputPath == nullptr || seconds == nullptr) {
-    GTEST_SKIP() << "started only by dateTextInChild";
-  }
-  const auto item = itemWith("recorded", Value::date(std::strtod(seconds, nullptr)));
-  ASSERT_NE(item, nullptr);
-  const std::optional<std::string> text = item->stringValue();
-  ASSERT_TRUE(text.has_value());
-  std::ofstream out(outputPath, std::ios::binary);
-  out << *text;
-  ASSERT_TRUE(out.good());
-}
-
 bool isLocaleOrZoneVariable(const char* entry) {
   for (const char* name : {"LANG=", "LC_", "TZ=", "LANGUAGE="}) {
     if (std::strncmp(entry, name, std::strlen(name)) == 0) return true;
@@ -183,9 +162,9 @@ bool isLocaleOrZoneVariable(const char* entry) {
   return false;
 }
 
-// The date text a fresh process of this test program gives with LANG, LC_ALL and LC_MESSAGES
-// set to `locale` and TZ to `zone`: the shared formatter is made once per process, so each
-// locale and zone needs its own process.
+// The date text date_text_child gives with LANG, LC_ALL and LC_MESSAGES set to `locale` and TZ
+// to `zone`: the shared formatter is made once per process, so each locale and zone needs its
+// own process.
 std::optional<std::string> dateTextInChild(const std::string& locale, const std::string& zone,
                                            double secondsSinceReferenceDate) {
   static int serial = 0;
@@ -199,15 +178,11 @@ std::optional<std::string> dateTextInChild(const std::string& locale, const std:
   environment.push_back("LC_ALL=" + locale);
   environment.push_back("LC_MESSAGES=" + locale);
   environment.push_back("TZ=" + zone);
-  environment.push_back(std::string(kChildOutputVariable) + "=" + outputPath);
   std::ostringstream seconds;
   seconds.precision(17);
   seconds << secondsSinceReferenceDate;
-  environment.push_back(std::string(kChildDateVariable) + "=" + seconds.str());
 
-  std::vector<std::string> arguments{
-      "/proc/self/exe", "--gtest_filter=ZPRMetadataItemDateChild.DISABLED_WritesDateText",
-      "--gtest_also_run_disabled_tests"};
+  std::vector<std::string> arguments{PREMOOV_DATE_TEXT_CHILD, seconds.str(), outputPath};
   std::vector<char*> argv;
   for (std::string& a : arguments) argv.push_back(a.data());
   argv.push_back(nullptr);
@@ -215,14 +190,9 @@ std::optional<std::string> dateTextInChild(const std::string& locale, const std:
   for (std::string& e : environment) envp.push_back(e.data());
   envp.push_back(nullptr);
 
-  // The child's test report would only clutter ours.
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   pid_t child = 0;
   const int spawned =
-      posix_spawn(&child, "/proc/self/exe", &actions, nullptr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
+      posix_spawn(&child, PREMOOV_DATE_TEXT_CHILD, nullptr, nullptr, argv.data(), envp.data());
   if (spawned != 0) {
     ADD_FAILURE() << "posix_spawn: " << std::strerror(spawned);
     return std::nullopt;
