@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 
 namespace premoov {
@@ -25,7 +26,7 @@ TEST(CommandOutputTest, PrintsNothingForACreatedHeader) {
   HeaderReply reply;
   reply.created = true;
   std::ostringstream out;
-  EXPECT_TRUE(printRefusalUnlessCreated(reply, out));
+  EXPECT_TRUE(printRefusalUnlessCreated(reply, OutputStyle::kJson, out));
   EXPECT_EQ(out.str(), "");
 }
 
@@ -34,15 +35,30 @@ TEST(CommandOutputTest, PrintsTheFailureWithItsGrowingFlag) {
   reply.growing = false;
   reply.error = "Could not get max frame size";
   std::ostringstream out;
-  EXPECT_FALSE(printRefusalUnlessCreated(reply, out));
+  EXPECT_FALSE(printRefusalUnlessCreated(reply, OutputStyle::kJson, out));
   EXPECT_EQ(out.str(), "{\"error\":\"Could not get max frame size\",\"growing\":false}\n");
 }
 
 TEST(CommandOutputTest, PrintsTheMissingReplyWithoutGrowingFlag) {
   std::ostringstream out;
   EXPECT_FALSE(printRefusalUnlessCreated(
-      Result<HeaderReply>(unexpected("the movie creator sent no reply")), out));
+      Result<HeaderReply>(unexpected("the movie creator sent no reply")), OutputStyle::kJson, out));
   EXPECT_EQ(out.str(), "{\"error\":\"the movie creator sent no reply\"}\n");
+}
+
+TEST(CommandOutputTest, NumbersAndSizesReadAsPeopleWriteThem) {
+  EXPECT_EQ(groupedNumber(0), "0");
+  EXPECT_EQ(groupedNumber(999), "999");
+  EXPECT_EQ(groupedNumber(1000), "1,000");
+  EXPECT_EQ(groupedNumber(117733183504), "117,733,183,504");
+  EXPECT_EQ(groupedNumber(UINT64_MAX), "18,446,744,073,709,551,615");
+  EXPECT_EQ(byteSizeText(1), "1 byte");
+  EXPECT_EQ(byteSizeText(999), "999 bytes");
+  EXPECT_EQ(byteSizeText(1000), "1.0 kB");
+  EXPECT_EQ(byteSizeText(4'198'400), "4.2 MB");
+  EXPECT_EQ(byteSizeText(999'960), "1.0 MB");
+  EXPECT_EQ(byteSizeText(117733183504), "117.7 GB");
+  EXPECT_EQ(byteSizeText(UINT64_MAX), "18.4 EB");
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ class InspectCommandTest : public ::testing::Test {
 
   OrderedJson inspect(const std::string& path) {
     std::ostringstream out, err;
-    EXPECT_EQ(runInspectCommand(path, out, err), kExitSuccess) << err.str();
+    EXPECT_EQ(runInspectCommand({.moviePath = path}, out, err), kExitSuccess) << err.str();
     EXPECT_THAT(err.str(), IsEmpty());
     return OrderedJson::parse(out.str());
   }
@@ -127,7 +127,7 @@ TEST_F(InspectCommandTest, ReadsAnHourLongFileWithoutReadingItsMedia) {
 
 TEST_F(InspectCommandTest, NamesAFileThatCannotBeRead) {
   std::ostringstream out, err;
-  EXPECT_EQ(runInspectCommand(movie_.path(), out, err), kExitBadInput);
+  EXPECT_EQ(runInspectCommand({.moviePath = movie_.path()}, out, err), kExitBadInput);
   EXPECT_EQ(err.str(), movie_.path() + ": cannot read: No such file or directory\n");
   EXPECT_THAT(out.str(), IsEmpty());
 }
@@ -135,14 +135,14 @@ TEST_F(InspectCommandTest, NamesAFileThatCannotBeRead) {
 TEST_F(InspectCommandTest, SaysThatAFileWithoutMovieHeaderIsNone) {
   movie_.write("");
   std::ostringstream out, err;
-  EXPECT_EQ(runInspectCommand(movie_.path(), out, err), kExitBadInput);
+  EXPECT_EQ(runInspectCommand({.moviePath = movie_.path()}, out, err), kExitBadInput);
   EXPECT_EQ(err.str(), movie_.path() + ": holds no 'moov' atom\n");
 }
 
 TEST_F(InspectCommandTest, NamesTheProblemOfAFileThatIsNoMovie) {
   movie_.write(R"({"path": "/tmp/x.mov"})");
   std::ostringstream out, err;
-  EXPECT_EQ(runInspectCommand(movie_.path(), out, err), kExitBadInput);
+  EXPECT_EQ(runInspectCommand({.moviePath = movie_.path()}, out, err), kExitBadInput);
   EXPECT_THAT(err.str(), StartsWith(movie_.path() + ": "));
   EXPECT_TRUE(OrderedJson::parse(out.str()).contains("error"));
 }
@@ -151,7 +151,7 @@ TEST_F(InspectCommandTest, ReadsAMovieWhoseHeaderIsCutShort) {
   writeExample("2vuy_25p_global_tc.json");
   movie_.write(header_.read().substr(0, 1000));
   std::ostringstream out, err;
-  EXPECT_EQ(runInspectCommand(movie_.path(), out, err), kExitBadInput);
+  EXPECT_EQ(runInspectCommand({.moviePath = movie_.path()}, out, err), kExitBadInput);
   EXPECT_THAT(err.str(), StartsWith(movie_.path() + ": "));
   const auto answer = OrderedJson::parse(out.str());
   EXPECT_TRUE(answer.contains("error"));

@@ -2,12 +2,33 @@
 #include <string>
 #include <vector>
 
+#include "premoov/command_output.h"
 #include "premoov/commands.h"
 #include "premoov/help_texts.h"
 
 namespace premoov {
 
-int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+namespace {
+
+// --json and --text, which exclude each other.
+struct StyleFlags {
+  bool json = false;
+  bool text = false;
+};
+
+void addStyleFlags(CLI::App* command, StyleFlags& flags) {
+  CLI::Option* json = command->add_flag(
+      "--json", flags.json, "Print JSON (the default when the output is not a terminal).");
+  command
+      ->add_flag("--text", flags.text,
+                 "Print readable text (the default on a terminal), even into a pipe.")
+      ->excludes(json);
+}
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                   bool outputIsTerminal) {
   CLI::App app{"QuickTime movie headers for growing files, from JSON header requests.", "premoov"};
   app.require_subcommand(1);
 
@@ -19,6 +40,8 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
   writeCommand->add_option("--file", write.filePath,
                            "Write a movie file: the header at offset 0, extended to the reply's "
                            "file size.");
+  StyleFlags writeStyle;
+  addStyleFlags(writeCommand, writeStyle);
 
   RequestOptions request;
   CLI::App* requestCommand = app.add_subcommand(
@@ -36,17 +59,23 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
                            "Send cancel first: the service then replies nothing.");
   requestCommand->add_option("--repeat", request.repeat, "Send the request this many times.")
       ->check(CLI::Range(1, 100000));
+  StyleFlags requestStyle;
+  addStyleFlags(requestCommand, requestStyle);
 
   std::string planRequest;
   CLI::App* planCommand =
       app.add_subcommand("plan", "Print the sample layout of a request: the write map.");
   planCommand->add_option("request", planRequest, "The request file (JSON).")->required();
 
-  std::string inspectPath;
+  InspectOptions inspect;
   CLI::App* inspectCommand =
-      app.add_subcommand("inspect", "Print the atom tree and the tracks of a movie file.");
-  inspectCommand->add_option("file", inspectPath, "The movie file; a header alone will do.")
+      app.add_subcommand("inspect", "Print the tracks, metadata and atom tree of a movie file.");
+  inspectCommand->add_option("file", inspect.moviePath, "The movie file; a header alone will do.")
       ->required();
+  inspectCommand->add_flag("--atoms", inspect.atoms,
+                           "Show the atom tree in the text view too (JSON always has it).");
+  StyleFlags inspectStyle;
+  addStyleFlags(inspectCommand, inspectStyle);
 
   CLI::App* tokensCommand =
       app.add_subcommand("tokens", "Naming tokens: their kinds, patterns and menus.");
@@ -182,10 +211,19 @@ int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::os
     const int code = app.exit(error, out, err);
     return code == 0 ? kExitSuccess : kExitBadInput;
   }
-  if (writeCommand->parsed()) return runWriteCommand(write, out, err);
-  if (requestCommand->parsed()) return runRequestCommand(request, out, err);
+  if (writeCommand->parsed()) {
+    write.style = chooseOutputStyle(writeStyle.json, writeStyle.text, outputIsTerminal);
+    return runWriteCommand(write, out, err);
+  }
+  if (requestCommand->parsed()) {
+    request.write.style = chooseOutputStyle(requestStyle.json, requestStyle.text, outputIsTerminal);
+    return runRequestCommand(request, out, err);
+  }
   if (planCommand->parsed()) return runPlanCommand(planRequest, out, err);
-  if (inspectCommand->parsed()) return runInspectCommand(inspectPath, out, err);
+  if (inspectCommand->parsed()) {
+    inspect.style = chooseOutputStyle(inspectStyle.json, inspectStyle.text, outputIsTerminal);
+    return runInspectCommand(inspect, out, err);
+  }
   if (captionsDumpCommand->parsed()) {
     if (captionsLimitOption->count() > 0) captionsDump.sampleLimit = captionsLimit;
     return runCaptionsDumpCommand(captionsDump, out, err);

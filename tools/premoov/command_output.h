@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/result.h"
+#include "premoov/commands.h"
 #include "requests/header_request.h"
 
 namespace premoov {
@@ -18,8 +19,20 @@ using OrderedJson = nlohmann::ordered_json;
 std::string jsonText(const OrderedJson& json, int indent = -1);
 
 // Whether `reply` carries a header. When not, prints {"error": ..., "growing": ...} (no
-// "growing" when there was no reply at all) to `out`: the answer of a refused request.
-bool printRefusalUnlessCreated(const Result<HeaderReply>& reply, std::ostream& out);
+// "growing" when there was no reply at all) to `out`, or as text "Refused: ERROR": the answer of
+// a refused request.
+bool printRefusalUnlessCreated(const Result<HeaderReply>& reply, OutputStyle style,
+                               std::ostream& out);
+
+// Readable text on a terminal, JSON for scripts: --json and --text choose; otherwise text only
+// when the output is a terminal, so that pipes keep the JSON they always had.
+OutputStyle chooseOutputStyle(bool json, bool text, bool outputIsTerminal);
+
+// "117,733,183,504": a count with its thousands grouped.
+std::string groupedNumber(uint64_t value);
+
+// "117.7 GB", "4.2 MB", "512 bytes": a byte count in decimal units, one decimal from kB up.
+std::string byteSizeText(uint64_t bytes);
 
 // "01:02:03.045" for a time in units of `timeScale`, milliseconds truncated; "--:--:--.---" when
 // unknown.

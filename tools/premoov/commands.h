@@ -17,17 +17,23 @@ inline constexpr int kExitBadInput = 1;   // unreadable or malformed input, bad 
 inline constexpr int kExitRefused = 2;    // the movie creator refused the request
 inline constexpr int kExitNoService = 3;  // no service answered, or it ended the connection
 
-// Each command prints its JSON answer to `out` and problems with its input to `err`, and answers
-// its exit code. None throws for bad input.
+// Each command prints its answer to `out` and problems with its input to `err`, and answers its
+// exit code. None throws for bad input.
+
+// How `write`, `request` and `inspect` print their answer: a readable text, or the JSON scripts
+// read (command_output.h chooses).
+enum class OutputStyle { kText, kJson };
 
 struct WriteOptions {
   std::string requestPath{};
   std::string headerPath{};  // empty: no header file
   std::string filePath{};    // empty: no movie file
+  OutputStyle style = OutputStyle::kJson;
 };
-// `premoov write REQUEST.json [--header OUT] [--file OUT.mov]`: the header bytes alone, and/or a
-// movie file that holds them at offset 0 and is extended (sparse) to the reply's file size, the
-// file a recorder starts from. Prints {"growing", "frameSize", "fileSize", "headerRoom"}.
+// `premoov write REQUEST.json [--header OUT] [--file OUT.mov] [--json|--text]`: the header bytes
+// alone, and/or a movie file that holds them at offset 0 and is extended (sparse) to the reply's
+// file size, the file a recorder starts from. Prints {"growing", "frameSize", "fileSize",
+// "headerRoom"}, or as text one line that says what was written.
 int runWriteCommand(const WriteOptions& options, std::ostream& out, std::ostream& err);
 // What `write` does with a reply: prints the refusal, or writes the files and prints the answer.
 int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& options,
@@ -50,9 +56,16 @@ int runRequestCommand(const RequestOptions& options, std::ostream& out, std::ost
 // layout made it, with the header room, the media data start and end and the reply's sizes.
 int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostream& err);
 
-// `premoov inspect FILE.mov`: the atom tree and, per track, its kind, codec, sample count,
-// duration and the positions of its first and last samples. A header-only file is accepted.
-int runInspectCommand(const std::string& moviePath, std::ostream& out, std::ostream& err);
+struct InspectOptions {
+  std::string moviePath{};
+  OutputStyle style = OutputStyle::kJson;
+  bool atoms = false;  // the text view with the atom tree
+};
+// `premoov inspect FILE.mov [--atoms] [--json|--text]`: per track its kind, codec, sample count,
+// duration and the positions of its first and last samples, the metadata items and the atom tree.
+// The text view shows the file and its tracks as a table, the tree only with --atoms. A
+// header-only file is accepted.
+int runInspectCommand(const InspectOptions& options, std::ostream& out, std::ostream& err);
 
 struct CaptionsDumpOptions {
   std::string moviePath{};
@@ -159,6 +172,9 @@ int runCaptionsVancCommand(const CaptionsVancOptions& options, std::ostream& out
                            std::ostream& err);
 
 // The whole command line, argv[0] included.
-int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+// `outputIsTerminal`: whether `out` is a terminal, where `write`, `request` and `inspect` print
+// text rather than JSON.
+int runCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                   bool outputIsTerminal = false);
 
 }  // namespace premoov

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 
@@ -7,7 +9,7 @@
 // input themselves, and anything thrown past them (out of memory, say) is caught here.
 int main(int argc, char** argv) {
   try {
-    return premoov::runCommandLine(argc, argv, std::cout, std::cerr);
+    return premoov::runCommandLine(argc, argv, std::cout, std::cerr, isatty(STDOUT_FILENO) == 1);
   } catch (const std::exception& e) {
     std::cerr << "premoov: " << e.what() << '\n';
   } catch (...) {

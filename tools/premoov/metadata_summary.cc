@@ -1,5 +1,6 @@
 #include "premoov/metadata_summary.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 
@@ -97,6 +98,14 @@ std::string describeMetadataValue(const MetadataSummary& item) {
     return text;
   }
   return hexOf(item.value);
+}
+
+std::optional<std::string> describeMetadataValueByteSwapped(const MetadataSummary& item) {
+  const bool number = item.dataType == kSignedIntegerDataType || item.dataType == kFloat64DataType;
+  if (!number || item.value.size() < 2) return std::nullopt;
+  MetadataSummary swapped = item;
+  std::reverse(swapped.value.begin(), swapped.value.end());
+  return describeMetadataValue(swapped);
 }
 
 }  // namespace premoov

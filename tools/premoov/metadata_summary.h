@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -26,5 +27,9 @@ std::vector<MetadataSummary> summarizeMetadata(std::span<const AtomNode> atoms,
 // A readable form of an item's value: the text of UTF-8 items, and for numbers what the bytes
 // say read big-endian, as their data types declare.
 std::string describeMetadataValue(const MetadataSummary& item);
+
+// The same for a number of more than one byte read the other way round: the writer stores numbers
+// in its host's byte order whatever their type declares. Nothing for other items.
+std::optional<std::string> describeMetadataValueByteSwapped(const MetadataSummary& item);
 
 }  // namespace premoov

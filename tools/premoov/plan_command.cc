@@ -100,7 +100,7 @@ int runPlanCommand(const std::string& requestPath, std::ostream& out, std::ostre
   }
   LayoutRecorder recorder;
   auto reply = requestHeader(*request, &recorder);
-  if (!printRefusalUnlessCreated(reply, out)) return kExitRefused;
+  if (!printRefusalUnlessCreated(reply, OutputStyle::kJson, out)) return kExitRefused;
   if (!recorder.kept()) {
     err << "Could not keep the plan's references in a temporary file\n";
     return kExitBadInput;

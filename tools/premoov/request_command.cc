@@ -54,6 +54,10 @@ int runRequestCommand(const RequestOptions& options, std::ostream& out, std::ost
       err << kRepliesCancelled << answered.size() << '\n';
       return kExitNoService;
     }
+    if (options.write.style == OutputStyle::kText) {
+      out << "Cancelled before the request: the service replied nothing, as it should\n";
+      return kExitSuccess;
+    }
     OrderedJson answer;
     answer["cancelled"] = true;
     answer["replies"] = 0;

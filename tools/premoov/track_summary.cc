@@ -52,6 +52,7 @@ TrackSummary summarizeTrack(const AtomNode& trak, std::span<const uint8_t> bytes
   track.trackID = tables.trackID.value_or(0);
   track.kind = tables.handler;
   track.codec = tables.format;
+  track.details = readTrackDetails(trak, bytes, tables.handler);
   if (tables.timeScale && tables.duration) {
     track.timeScale = *tables.timeScale;
     track.duration = *tables.duration;

@@ -9,6 +9,7 @@
 #include "base/four_char_code.h"
 #include "movie/atom_tree.h"
 #include "movie/track_tables.h"
+#include "premoov/track_details.h"
 
 namespace premoov {
 
@@ -22,6 +23,7 @@ struct TrackSummary {
   uint64_t duration = 0;   // in the media time scale
   std::optional<SamplePosition> firstSample;
   std::optional<SamplePosition> lastSample;
+  TrackDetails details;               // what the first sample description says of the media
   std::vector<std::string> problems;  // atoms missing or unreadable, so that fields stay unset
 };
 

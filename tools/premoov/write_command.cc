@@ -20,9 +20,27 @@ int runWriteCommand(const WriteOptions& options, std::ostream& out, std::ostream
   return answerHeaderReply(requestHeader(*request, nullptr), options, out, err);
 }
 
+namespace {
+
+// "Header of 4,194,304 bytes written to PATH; the recording will be 117.7 GB (sparse until
+// recorded); frame size 1,052,640 bytes".
+std::string writtenText(const HeaderReply& reply, const WriteOptions& options) {
+  std::string text = "Header of " + groupedNumber(reply.header.size()) + " bytes written to ";
+  if (!options.filePath.empty()) text += options.filePath;
+  if (!options.filePath.empty() && !options.headerPath.empty()) text += " and to ";
+  if (!options.headerPath.empty()) text += options.headerPath;
+  text += "; the recording will be " + byteSizeText(static_cast<uint64_t>(reply.fileSize));
+  if (!options.filePath.empty()) text += " (sparse until recorded)";
+  text += "; frame size " + groupedNumber(static_cast<uint32_t>(reply.frameSize)) + " bytes";
+  if (!reply.growing) text += "; not marked as a new, growing file";
+  return text;
+}
+
+}  // namespace
+
 int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& options,
                       std::ostream& out, std::ostream& err) {
-  if (!printRefusalUnlessCreated(reply, out)) return kExitRefused;
+  if (!printRefusalUnlessCreated(reply, options.style, out)) return kExitRefused;
 
   const int64_t headerRoom = static_cast<int64_t>(reply->header.size());
   if (!options.filePath.empty() && reply->fileSize < headerRoom) {
@@ -31,7 +49,9 @@ int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& opti
     refusal["error"] = std::string(kFileSizeBelowHeader) + std::to_string(reply->fileSize) + " < " +
                        std::to_string(headerRoom);
     refusal["growing"] = reply->growing;
-    out << jsonText(refusal) << '\n';
+    out << (options.style == OutputStyle::kText ? "Refused: " + refusal["error"].get<std::string>()
+                                                : jsonText(refusal))
+        << '\n';
     return kExitRefused;
   }
   if (!options.headerPath.empty()) {
@@ -50,6 +70,10 @@ int answerHeaderReply(const Result<HeaderReply>& reply, const WriteOptions& opti
     }
   }
 
+  if (options.style == OutputStyle::kText) {
+    out << writtenText(*reply, options) << '\n';
+    return kExitSuccess;
+  }
   OrderedJson answer;
   answer["growing"] = reply->growing;
   answer["frameSize"] = reply->frameSize;
