@@ -24,9 +24,18 @@ if [ "${1:-}" != "--build-only" ] && ! { command -v node && command -v npm; } >/
   missing+=(nodejs npm)
 fi
 if [ ${#missing[@]} -gt 0 ]; then
-  echo "Installing: ${missing[*]}"
   sudo_cmd=""
   [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
-  $sudo_cmd apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}"
+  # The package manager's own lines go to a log, shown only when something fails.
+  log=$(mktemp /tmp/premoov-apt-XXXXXX.log)
+  echo "Installing ${#missing[@]} Debian packages and what they need: ${missing[*]}"
+  if ! { $sudo_cmd apt-get update -qq &&
+         DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq \
+           --no-install-recommends "${missing[@]}"; } > "$log" 2>&1; then
+    tail -n 40 "$log"
+    echo "apt-get failed; its whole output is in $log" >&2
+    exit 1
+  fi
+  echo "Installed $(grep -c '^Setting up' "$log" || true) packages."
+  rm -f "$log"
 fi
