@@ -30,6 +30,14 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
+// The header alone of an example request, written to `header` by `premoov write`.
+::testing::AssertionResult wroteHeader(const std::string& example, const TempFile& header) {
+  const ToolOutcome run =
+      runInProcess({"write", examplePath(example + ".json"), "--header", header.path()});
+  if (run.code == kExitSuccess) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "premoov write " << example << ": " << run.err;
+}
+
 const std::vector<std::string> kExamples = {"prores_hq_1080i2997_8ch_1h", "v210_2997i_2ch_tc_cc",
                                             "2vuy_25p_global_tc", "2vuy_2997_mid_group",
                                             "metadata_items"};
@@ -53,9 +61,7 @@ TEST(TextViewsTest, InspectShowsTheTracksOfEachExampleAsATable) {
   for (const std::string& example : kExamples) {
     SCOPED_TRACE(example);
     TempFile header("text-views.header");
-    ASSERT_EQ(
-        runInProcess({"write", examplePath(example + ".json"), "--header", header.path()}).code,
-        kExitSuccess);
+    ASSERT_TRUE(wroteHeader(example, header));
     const ToolOutcome run = runInProcess({"inspect", header.path(), "--text"});
     EXPECT_EQ(run.code, kExitSuccess) << run.err;
     EXPECT_THAT(run.err, IsEmpty());
@@ -66,24 +72,18 @@ TEST(TextViewsTest, InspectShowsTheTracksOfEachExampleAsATable) {
 
 TEST(TextViewsTest, InspectShowsTheAtomTreeOnAsking) {
   TempFile header("text-views.header");
-  ASSERT_EQ(
-      runInProcess({"write", examplePath("2vuy_25p_global_tc.json"), "--header", header.path()})
-          .code,
-      kExitSuccess);
+  ASSERT_TRUE(wroteHeader("2vuy_25p_global_tc", header));
   const ToolOutcome run = runInProcess({"inspect", header.path(), "--text", "--atoms"});
   EXPECT_EQ(run.code, kExitSuccess) << run.err;
   EXPECT_TRUE(matchesGoldenFile("tools/golden/inspect_atoms_2vuy_25p_global_tc.txt",
                                 replaced(run.out, header.path(), "HEADER")));
 }
 
-// The JSON of `inspect` as it was before the text view existed (checked byte for byte against
-// the tool of that time): --json and a pipe both give it.
+// The JSON of `inspect` as it was before the text view existed (the golden file was checked
+// byte for byte against the tool of that time): --json and a pipe both give it.
 TEST(TextViewsTest, InspectJsonIsTheJsonScriptsAlwaysHad) {
   TempFile header("text-views.header");
-  ASSERT_EQ(
-      runInProcess({"write", examplePath("2vuy_25p_global_tc.json"), "--header", header.path()})
-          .code,
-      kExitSuccess);
+  ASSERT_TRUE(wroteHeader("2vuy_25p_global_tc", header));
   const ToolOutcome asked = runInProcess({"inspect", header.path(), "--json"});
   const ToolOutcome piped = runInProcess({"inspect", header.path()});
   EXPECT_EQ(asked.code, kExitSuccess);
