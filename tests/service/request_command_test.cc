@@ -74,6 +74,25 @@ TEST(RequestCommandTest, ACancelBeforeTheRequestLeavesItUnanswered) {
   EXPECT_EQ(run.out, "{\"cancelled\":true,\"replies\":0}\n");
 }
 
+TEST(RequestCommandTest, AnswersInTextAsWriteDoes) {
+  ServiceProcess service;
+  TempFile header("text.header");
+  const std::string request = examplePath("2vuy_25p_global_tc.json");
+  const ToolOutcome served = runInProcess(
+      {"request", request, "--socket", service.socketPath(), "--header", header.path(), "--text"});
+  const ToolOutcome written = runInProcess({"write", request, "--header", header.path(), "--text"});
+  EXPECT_EQ(served.code, kExitSuccess) << served.err;
+  EXPECT_EQ(served.out, "Header of 4,194,304 bytes written to " + header.path() +
+                            "; the recording will be 67.0 MB; frame size 829,440 bytes\n");
+  EXPECT_EQ(served.out, written.out);
+
+  const ToolOutcome cancelled = runInProcess(
+      {"request", request, "--socket", service.socketPath(), "--cancel-before", "--text"});
+  EXPECT_EQ(cancelled.code, kExitSuccess) << cancelled.err;
+  EXPECT_EQ(cancelled.out,
+            "Cancelled before the request: the service replied nothing, as it should\n");
+}
+
 TEST(RequestCommandTest, ARefusedRequestAnswersAsWriteDoes) {
   ServiceProcess service;
   TempFile request("refused.json");
