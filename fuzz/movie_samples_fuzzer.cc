@@ -1,14 +1,16 @@
 // Feeds arbitrary bytes to the reading of a movie's sample tables: the atoms are parsed, each
 // track's tables read, and its samples walked against the bytes as the whole file. The walk must
 // end, in work bounded by the tables' bytes, and every sample it calls present must lie in the
-// file. The first sample description is read as a video description too, as a reader of the
-// frames' rows takes it.
+// file. The first sample description is read as a video, sound and timecode description too, as
+// `premoov inspect` and a reader of the frames' rows take it.
 #include <cstdint>
 #include <cstdlib>
 #include <span>
 
 #include "movie/atom_tree.h"
 #include "movie/sample_walker.h"
+#include "movie/sound_description_reader.h"
+#include "movie/timecode_description.h"
 #include "movie/track_tables.h"
 #include "movie/video_description.h"
 
@@ -30,6 +32,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const premoov::TrackTables tables = premoov::readTrackTables(*trak, bytes);
     if (auto description = premoov::readVideoDescription(*trak, bytes)) {
       check(tables.format == description->format);
+      check(!description->compressorName || description->compressorName->size() < 32);
+    }
+    if (auto sound = premoov::readSoundDescription(*trak, bytes)) {
+      check(tables.format == sound->format);
+    }
+    if (auto timecode = premoov::readTimecodeDescription(*trak, bytes)) {
+      // The reel text lies within the description, so within the input.
+      check(!timecode->reel || timecode->reel->size() <= size);
     }
     premoov::SampleWalker walker(tables, size);
     uint64_t next = 0;

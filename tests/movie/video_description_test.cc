@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
 #include "movie/track_atoms.h"
 
 namespace premoov {
@@ -47,6 +50,22 @@ TEST(VideoDescriptionTest, AnswersNothingForADescriptionWithoutDimensions) {
   EXPECT_FALSE(descriptionOf({.format = FourCC("2vuy"), .descriptionFields = fields}));
   fields.resize(20);
   EXPECT_TRUE(descriptionOf({.format = FourCC("2vuy"), .descriptionFields = fields}));
+}
+
+TEST(VideoDescriptionTest, ReadsTheCompressorName) {
+  std::vector<uint8_t> fields = testing::videoDescriptionFields(1920, 1080);
+  EXPECT_EQ(descriptionOf({.format = FourCC("apch"), .descriptionFields = fields})->compressorName,
+            std::nullopt);  // an empty name
+  const std::string name = "Apple ProRes 422 HQ";
+  fields[34] = static_cast<uint8_t>(name.size());  // after the resolutions, data size and count
+  std::copy(name.begin(), name.end(), fields.begin() + 35);
+  const auto description = descriptionOf({.format = FourCC("apch"), .descriptionFields = fields});
+  ASSERT_TRUE(description);
+  EXPECT_EQ(description->compressorName, name);
+
+  fields[34] = 32;  // longer than the 31 bytes a name may have
+  EXPECT_EQ(descriptionOf({.format = FourCC("apch"), .descriptionFields = fields})->compressorName,
+            std::nullopt);
 }
 
 TEST(VideoDescriptionTest, AnswersNothingWithoutASampleDescription) {

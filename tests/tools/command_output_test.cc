@@ -61,5 +61,12 @@ TEST(CommandOutputTest, NumbersAndSizesReadAsPeopleWriteThem) {
   EXPECT_EQ(byteSizeText(UINT64_MAX), "18.4 EB");
 }
 
+TEST(CommandOutputTest, TextFromAFileCannotDriveTheTerminal) {
+  EXPECT_EQ(visibleText("A001"), "A001");
+  EXPECT_EQ(visibleText("caf\u00e9"), "caf\u00e9");  // UTF-8 stays
+  EXPECT_EQ(visibleText("\x1b[2Jreel\n"), "\\x1B[2Jreel\\x0A");
+  EXPECT_EQ(visibleText(std::string("a\0b\x7f", 4)), "a\\x00b\\x7F");
+}
+
 }  // namespace
 }  // namespace premoov

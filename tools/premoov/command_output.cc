@@ -52,6 +52,20 @@ std::string byteSizeText(uint64_t bytes) {
   return stringWithFormat("%.1f %s", size, kUnits[unit]);
 }
 
+std::string visibleText(std::string_view text) {
+  std::string visible;
+  visible.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      visible += stringWithFormat("\\x%02X", byte);
+    } else {
+      visible += c;
+    }
+  }
+  return visible;
+}
+
 std::string clockText(std::optional<uint64_t> time, uint32_t timeScale) {
   if (!time || timeScale == 0) return "--:--:--.---";
   const auto seconds = static_cast<unsigned long long>(*time / timeScale);

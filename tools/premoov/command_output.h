@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "base/result.h"
 #include "premoov/commands.h"
@@ -33,6 +34,10 @@ std::string groupedNumber(uint64_t value);
 
 // "117.7 GB", "4.2 MB", "512 bytes": a byte count in decimal units, one decimal from kB up.
 std::string byteSizeText(uint64_t bytes);
+
+// Text read from a file, safe to print on a terminal: control bytes (a terminal's escape
+// sequences among them) become "\xNN".
+std::string visibleText(std::string_view text);
 
 // "01:02:03.045" for a time in units of `timeScale`, milliseconds truncated; "--:--:--.---" when
 // unknown.

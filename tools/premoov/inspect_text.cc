@@ -33,9 +33,9 @@ std::optional<double> framesPerSecond(const TrackSummary& track) {
 
 std::string codecText(const TrackSummary& track) {
   if (!track.codec) return "?";
-  std::string text = track.codec->toString();
+  std::string text = visibleText(track.codec->toString());
   if (track.details.video && track.details.video->compressorName) {
-    return text + "  " + *track.details.video->compressorName;
+    return text + "  " + visibleText(*track.details.video->compressorName);
   }
   if (auto name = codecName(*track.codec)) text += "  " + std::string(*name);
   return text;
@@ -55,7 +55,7 @@ std::string formatText(const TrackSummary& track) {
            std::to_string(details.sound->bitsPerChannel) + "-bit";
   }
   if (details.timecode) {
-    const TimecodeDetails& tc = *details.timecode;
+    const TimecodeDescription& tc = *details.timecode;
     std::string text = tc.frameDuration != 0
                            ? rateText(static_cast<double>(tc.timeScale) / tc.frameDuration) + " fps"
                            : std::string("? fps");
@@ -80,7 +80,7 @@ std::string sampleBytesText(const TrackSummary& track) {
 
 void printFile(const InspectedMovie& inspected, std::ostream& out) {
   const MovieAtoms& movie = inspected.movie;
-  out << inspected.path << '\n';
+  out << visibleText(inspected.path) << '\n';
   if (movie.headerOnly()) {
     out << "  a movie header alone, " << groupedNumber(movie.fileSize)
         << " bytes: the recording it starts will be " << byteSizeText(movie.atomsEnd) << " ("
@@ -131,7 +131,7 @@ void printTracks(const std::vector<TrackSummary>& tracks, std::ostream& out) {
 void printTimecode(const InspectedMovie& inspected, std::ostream& out) {
   for (const TrackSummary& track : inspected.tracks) {
     if (!track.details.timecode) continue;
-    const TimecodeDetails& tc = *track.details.timecode;
+    const TimecodeDescription& tc = *track.details.timecode;
     out << "\nTimecode (track " << track.trackID << ")\n  ";
     if (inspected.timecodeStartFrame) {
       const auto counting = timecodeCountingForFrameDuration(
@@ -146,7 +146,8 @@ void printTimecode(const InspectedMovie& inspected, std::ostream& out) {
       out << "start not recorded yet: the recorder writes it with the media";
     }
     out << "; " << (tc.dropFrame ? "drop frame" : "non-drop frame");
-    out << "; reel " << (tc.reel ? "\"" + *tc.reel + "\"" : std::string("none")) << '\n';
+    out << "; reel " << (tc.reel ? "\"" + visibleText(*tc.reel) + "\"" : std::string("none"))
+        << '\n';
     return;  // a recording has one timecode track
   }
 }
@@ -171,7 +172,7 @@ void printMetadata(const std::vector<MetadataSummary>& metadata, std::ostream& o
   if (metadata.empty()) return;
   out << "\nMetadata\n";
   for (const MetadataSummary& item : metadata) {
-    out << "  " << item.key << " = " << metadataValueText(item) << '\n';
+    out << "  " << visibleText(item.key) << " = " << visibleText(metadataValueText(item)) << '\n';
   }
 }
 
@@ -185,7 +186,7 @@ void printProblems(const InspectedMovie& inspected, std::ostream& out) {
   if (inspected.movie.tree.error) problems.push_back(inspected.movie.tree.error->message());
   if (problems.empty()) return;
   out << "\nProblems\n";
-  for (const std::string& problem : problems) out << "  " << problem << '\n';
+  for (const std::string& problem : problems) out << "  " << visibleText(problem) << '\n';
 }
 
 }  // namespace
@@ -199,7 +200,7 @@ void printInspectText(const InspectedMovie& inspected, bool atoms, std::ostream&
   if (atoms) {
     out << "\nAtoms (offset @, size in bytes)\n";
     std::istringstream tree(dumpAtomTree(inspected.movie.tree, inspected.movie.data()));
-    for (std::string line; std::getline(tree, line);) out << "  " << line << '\n';
+    for (std::string line; std::getline(tree, line);) out << "  " << visibleText(line) << '\n';
   } else {
     out << "\nThe atom tree: --atoms. All of it as JSON: --json.\n";
   }

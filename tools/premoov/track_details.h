@@ -8,35 +8,18 @@
 
 #include "base/four_char_code.h"
 #include "movie/atom_tree.h"
+#include "movie/sound_description_reader.h"
+#include "movie/timecode_description.h"
+#include "movie/video_description.h"
 
 namespace premoov {
 
 // What the first sample description of a track says about its media, for the readable view of
 // `premoov inspect`. Each part is set for its kind of description when its fields are all there.
-struct VideoDetails {
-  uint16_t width = 0;
-  uint16_t height = 0;
-  std::optional<std::string> compressorName{};  // as the writer named its format
-};
-
-struct SoundDetails {
-  double sampleRate = 0;  // frames a second
-  uint32_t channels = 0;
-  uint32_t bitsPerChannel = 0;
-};
-
-struct TimecodeDetails {
-  bool dropFrame = false;
-  uint32_t timeScale = 0;
-  uint32_t frameDuration = 0;         // in timeScale
-  uint8_t framesPerSecond = 0;        // the description's own count
-  std::optional<std::string> reel{};  // the source reference's 'name' text
-};
-
 struct TrackDetails {
-  std::optional<VideoDetails> video;
-  std::optional<SoundDetails> sound;
-  std::optional<TimecodeDetails> timecode;
+  std::optional<VideoDescription> video;
+  std::optional<SoundDescription> sound;
+  std::optional<TimecodeDescription> timecode;
 };
 
 // Reads the first entry of the track's 'stsd', as its media handler `kind` lays it out: image
