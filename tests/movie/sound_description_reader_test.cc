@@ -13,13 +13,9 @@ using testing::TrackAtoms;
 
 std::optional<SoundDescription> descriptionOf(const std::vector<uint8_t>& fields,
                                               FourCC format = FourCC("lpcm")) {
-  const TrackAtoms track{.handler = FourCC("soun"), .format = format, .descriptionFields = fields};
-  const std::vector<uint8_t> bytes = testing::movieBytes({track});
-  const AtomTree tree = parseAtomTree(bytes);
-  EXPECT_TRUE(tree.ok()) << tree.error->message();
-  const AtomNode* trak = findAtom(tree.atoms, "moov/trak");
-  if (trak == nullptr) return std::nullopt;
-  return readSoundDescription(*trak, bytes);
+  return testing::readOnlyTrack(
+      {.handler = FourCC("soun"), .format = format, .descriptionFields = fields},
+      readSoundDescription);
 }
 
 // A version 2 description: 'lpcm' with the rate as a 64-bit float.

@@ -12,14 +12,9 @@ namespace {
 using testing::TrackAtoms;
 
 std::optional<TimecodeDescription> descriptionOf(const std::vector<uint8_t>& fields) {
-  const TrackAtoms track{
-      .handler = FourCC("tmcd"), .format = FourCC("tmcd"), .descriptionFields = fields};
-  const std::vector<uint8_t> bytes = testing::movieBytes({track});
-  const AtomTree tree = parseAtomTree(bytes);
-  EXPECT_TRUE(tree.ok()) << tree.error->message();
-  const AtomNode* trak = findAtom(tree.atoms, "moov/trak");
-  if (trak == nullptr) return std::nullopt;
-  return readTimecodeDescription(*trak, bytes);
+  return testing::readOnlyTrack(
+      {.handler = FourCC("tmcd"), .format = FourCC("tmcd"), .descriptionFields = fields},
+      readTimecodeDescription);
 }
 
 // The timecode fields, then the reel name as a bare 'name' atom in place of the source reference.

@@ -1,11 +1,16 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cstdint>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "base/atom_writer.h"
 #include "base/byte_writer.h"
+#include "movie/atom_tree.h"
 
 namespace premoov::testing {
 
@@ -134,6 +139,20 @@ inline std::vector<uint8_t> movieBytes(const std::vector<TrackAtoms>& tracks) {
     for (const TrackAtoms& t : tracks) w.bytes(trakBytes(t));
   }
   return w.take();
+}
+
+// What `read` (readVideoDescription, readSoundDescription...) makes of the one track of a movie
+// holding `track`: called with the parsed 'trak' and the movie's bytes. Nothing when the movie
+// does not parse into a 'trak'.
+template <typename Reader>
+auto readOnlyTrack(const TrackAtoms& track, Reader read)
+    -> decltype(read(std::declval<const AtomNode&>(), std::span<const uint8_t>())) {
+  const std::vector<uint8_t> bytes = movieBytes({track});
+  const AtomTree tree = parseAtomTree(bytes);
+  EXPECT_TRUE(tree.ok()) << tree.error->message();
+  const AtomNode* trak = findAtom(tree.atoms, "moov/trak");
+  if (trak == nullptr) return std::nullopt;
+  return read(*trak, std::span<const uint8_t>(bytes));
 }
 
 }  // namespace premoov::testing

@@ -13,12 +13,7 @@ namespace {
 using testing::TrackAtoms;
 
 std::optional<VideoDescription> descriptionOf(const TrackAtoms& track) {
-  const std::vector<uint8_t> bytes = testing::movieBytes({track});
-  const AtomTree tree = parseAtomTree(bytes);
-  EXPECT_TRUE(tree.ok()) << tree.error->message();
-  const AtomNode* trak = findAtom(tree.atoms, "moov/trak");
-  if (trak == nullptr) return std::nullopt;
-  return readVideoDescription(*trak, bytes);
+  return testing::readOnlyTrack(track, readVideoDescription);
 }
 
 TEST(VideoDescriptionTest, ReadsTheFormatWidthAndHeight) {
