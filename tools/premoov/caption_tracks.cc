@@ -4,8 +4,8 @@
 #include <fstream>
 #include <vector>
 
-#include "movie/sample_walker.h"
 #include "movie/track_tables.h"
+#include "premoov/limited_sample_walk.h"
 #include "premoov/messages.h"
 #include "premoov/movie_file.h"
 
@@ -20,54 +20,53 @@ constexpr uint32_t kCaptionSampleLimit = 64 * 1024;
 void walkTrack(const TrackTables& tables, const CaptionTrackInfo& track, std::ifstream& file,
                uint64_t fileSize, const CaptionReadOptions& options, CaptionTrackVisitor& visitor,
                CaptionTrackEnd& end) {
-  SampleWalker walker(tables, fileSize);
   std::vector<uint8_t> buffer;
-  uint64_t taken = 0;
-  while (auto step = walker.next()) {
-    CaptionTrackSample sample{.first = step->first,
-                              .count = step->count,
-                              .missing = step->missing,
-                              .time = step->time,
-                              .duration = step->duration,
-                              .offset = step->offset,
-                              .size = step->size};
-    if (step->missing) {
-      end.samplesMissing += step->count;
-      visitor.sample(track, sample);
-      continue;
-    }
-    if (taken == options.sampleLimit) {
-      end.stoppedBecause = std::string(kCaptionSampleLimitReached) + std::to_string(taken);
-      return;
-    }
-    ++taken;
-    if (step->size > kCaptionSampleLimit) {
-      sample.unreadable =
-          std::string(kCaptionSampleTooLarge) + std::to_string(kCaptionSampleLimit) + " bytes";
-    } else {
-      buffer.resize(step->size);
-      file.clear();
-      file.seekg(static_cast<std::streamoff>(step->offset));
-      file.read(reinterpret_cast<char*>(buffer.data()), static_cast<std::streamsize>(step->size));
-      if (!file || static_cast<uint64_t>(file.gcount()) != step->size) {
-        sample.unreadable = std::string(kCaptionSampleReadFailed);
-      } else if (std::all_of(buffer.begin(), buffer.end(), [](uint8_t b) { return b == 0; }) &&
-                 !buffer.empty()) {
-        sample.blank = true;
-      } else {
-        sample.contents = readCaptionSample(track.format.value_or(FourCC()), buffer);
-      }
-    }
-    ++end.samplesRead;
-    if (sample.blank) {
-      ++end.samplesBlank;
-      visitor.sample(track, sample);
-      continue;
-    }
-    if (!sample.contents || !sample.contents->ok()) ++end.samplesWithErrors;
-    visitor.sample(track, sample);
+  const SampleWalkEnd walked =
+      walkSamplesUpTo(tables, fileSize, options.sampleLimit, [&](const SampleStep& step) {
+        CaptionTrackSample sample{.first = step.first,
+                                  .count = step.count,
+                                  .missing = step.missing,
+                                  .time = step.time,
+                                  .duration = step.duration,
+                                  .offset = step.offset,
+                                  .size = step.size};
+        if (step.missing) {
+          end.samplesMissing += step.count;
+          visitor.sample(track, sample);
+          return;
+        }
+        if (step.size > kCaptionSampleLimit) {
+          sample.unreadable =
+              std::string(kCaptionSampleTooLarge) + std::to_string(kCaptionSampleLimit) + " bytes";
+        } else {
+          buffer.resize(step.size);
+          file.clear();
+          file.seekg(static_cast<std::streamoff>(step.offset));
+          file.read(reinterpret_cast<char*>(buffer.data()),
+                    static_cast<std::streamsize>(step.size));
+          if (!file || static_cast<uint64_t>(file.gcount()) != step.size) {
+            sample.unreadable = std::string(kCaptionSampleReadFailed);
+          } else if (std::all_of(buffer.begin(), buffer.end(), [](uint8_t b) { return b == 0; }) &&
+                     !buffer.empty()) {
+            sample.blank = true;
+          } else {
+            sample.contents = readCaptionSample(track.format.value_or(FourCC()), buffer);
+          }
+        }
+        ++end.samplesRead;
+        if (sample.blank) {
+          ++end.samplesBlank;
+        } else if (!sample.contents || !sample.contents->ok()) {
+          ++end.samplesWithErrors;
+        }
+        visitor.sample(track, sample);
+      });
+  if (walked.limitReached) {
+    end.stoppedBecause =
+        std::string(kCaptionSampleLimitReached) + std::to_string(options.sampleLimit);
+  } else if (walked.error) {
+    end.stoppedBecause = *walked.error;
   }
-  if (walker.error()) end.stoppedBecause = walker.error()->message();
 }
 
 // Tells a sink the valid field-1 pairs of each sample.

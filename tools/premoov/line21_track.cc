@@ -6,9 +6,9 @@
 
 #include "captions/cc_utilities.h"
 #include "media/pixel_formats.h"
-#include "movie/sample_walker.h"
 #include "movie/track_tables.h"
 #include "movie/video_description.h"
+#include "premoov/limited_sample_walk.h"
 #include "premoov/messages.h"
 #include "premoov/movie_file.h"
 
@@ -159,35 +159,30 @@ Result<Line21ReadSummary> readLine21Frames(const std::string& path, Line21FrameV
   visitor.beginTrack(*track);
   std::ifstream file(path, std::ios::binary);
   RowsReader reader(*track, video, media);
-  SampleWalker walker(*tables, movie->fileSize);
-  uint64_t taken = 0;
-  while (auto step = walker.next()) {
-    Line21Frame frame{.first = step->first,
-                      .count = step->count,
-                      .missing = step->missing,
-                      .time = step->time,
-                      .duration = step->duration,
-                      .offset = step->offset,
-                      .size = step->size};
-    if (step->missing) {
-      summary.framesMissing += step->count;
-      visitor.frame(*track, frame);
-      continue;
-    }
-    if (taken == options.frameLimit) {
-      summary.problems.push_back("track " + std::to_string(track->trackID) + ": " +
-                                 std::string(kFrameLimitReached) + std::to_string(taken));
-      return summary;
-    }
-    ++taken;
-    reader.read(file, frame);
-    ++summary.framesRead;
-    if (!frame.sample) ++summary.framesWithErrors;
-    visitor.frame(*track, frame);
-  }
-  if (walker.error()) {
-    summary.problems.push_back("track " + std::to_string(track->trackID) + ": " +
-                               walker.error()->message());
+  const SampleWalkEnd walked =
+      walkSamplesUpTo(*tables, movie->fileSize, options.frameLimit, [&](const SampleStep& step) {
+        Line21Frame frame{.first = step.first,
+                          .count = step.count,
+                          .missing = step.missing,
+                          .time = step.time,
+                          .duration = step.duration,
+                          .offset = step.offset,
+                          .size = step.size};
+        if (step.missing) {
+          summary.framesMissing += step.count;
+        } else {
+          reader.read(file, frame);
+          ++summary.framesRead;
+          if (!frame.sample) ++summary.framesWithErrors;
+        }
+        visitor.frame(*track, frame);
+      });
+  const std::string trackName = "track " + std::to_string(track->trackID) + ": ";
+  if (walked.limitReached) {
+    summary.problems.push_back(trackName + std::string(kFrameLimitReached) +
+                               std::to_string(options.frameLimit));
+  } else if (walked.error) {
+    summary.problems.push_back(trackName + *walked.error);
   }
   return summary;
 }
