@@ -23,13 +23,7 @@ void walkTrack(const TrackTables& tables, const CaptionTrackInfo& track, std::if
   std::vector<uint8_t> buffer;
   const SampleWalkEnd walked =
       walkSamplesUpTo(tables, fileSize, options.sampleLimit, [&](const SampleStep& step) {
-        CaptionTrackSample sample{.first = step.first,
-                                  .count = step.count,
-                                  .missing = step.missing,
-                                  .time = step.time,
-                                  .duration = step.duration,
-                                  .offset = step.offset,
-                                  .size = step.size};
+        CaptionTrackSample sample = recordOfStep<CaptionTrackSample>(step);
         if (step.missing) {
           end.samplesMissing += step.count;
           visitor.sample(track, sample);

@@ -37,4 +37,19 @@ SampleWalkEnd walkSamplesUpTo(const TrackTables& tables, uint64_t fileSize, uint
   return end;
 }
 
+// A record of one step (a caption sample, a frame) that keeps where the step lies and when: its
+// first, count, missing, time, duration, offset and size fields copied from `step`.
+template <typename Record>
+Record recordOfStep(const SampleStep& step) {
+  Record record{};
+  record.first = step.first;
+  record.count = step.count;
+  record.missing = step.missing;
+  record.time = step.time;
+  record.duration = step.duration;
+  record.offset = step.offset;
+  record.size = step.size;
+  return record;
+}
+
 }  // namespace premoov

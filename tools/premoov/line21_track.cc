@@ -161,13 +161,7 @@ Result<Line21ReadSummary> readLine21Frames(const std::string& path, Line21FrameV
   RowsReader reader(*track, video, media);
   const SampleWalkEnd walked =
       walkSamplesUpTo(*tables, movie->fileSize, options.frameLimit, [&](const SampleStep& step) {
-        Line21Frame frame{.first = step.first,
-                          .count = step.count,
-                          .missing = step.missing,
-                          .time = step.time,
-                          .duration = step.duration,
-                          .offset = step.offset,
-                          .size = step.size};
+        Line21Frame frame = recordOfStep<Line21Frame>(step);
         if (step.missing) {
           summary.framesMissing += step.count;
         } else {
