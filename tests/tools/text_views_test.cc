@@ -179,5 +179,31 @@ TEST(TextTableTest, PadsColumnsAndAlignsNumbersRight) {
             "  10  captions\n");
 }
 
+// Hostile bytes anywhere in the header, or a header cut anywhere, give a view and an exit code,
+// never a fault (the sanitizers watch this test).
+TEST(TextViewsTest, InspectViewsEveryCutAndEveryDamagedByteOfAHeader) {
+  TempFile header("text-views.header");
+  ASSERT_TRUE(wroteHeader("v210_2997i_2ch_tc_cc", header));
+  const std::string whole = header.read();
+  const size_t moovSize = 2'972;  // the header's atoms; the rest is padding
+  TempFile damaged("text-views-damaged.header");
+  size_t views = 0;
+  const auto view = [&](const std::string& bytes) {
+    damaged.write(bytes);
+    const ToolOutcome run = runInProcess({"inspect", damaged.path(), "--text", "--atoms"});
+    EXPECT_TRUE(run.code == kExitSuccess || run.code == kExitBadInput) << run.code;
+    if (!run.out.empty()) ++views;
+  };
+  // Every fourth byte keeps the test quick; the fuzz target of the sample tables reads the same
+  // descriptions byte by byte.
+  for (size_t cut = 0; cut <= moovSize; cut += 29) view(whole.substr(0, cut));
+  for (size_t at = 0; at < moovSize; at += 4) {
+    std::string bytes = whole.substr(0, moovSize + 64);
+    bytes[at] = static_cast<char>(0xFF);
+    view(bytes);
+  }
+  EXPECT_GT(views, moovSize / 4);  // most damaged headers still show something
+}
+
 }  // namespace
 }  // namespace premoov
